@@ -1,0 +1,45 @@
+# Settings shared by every target of ours: language level, warnings, sanitizers, where the products go.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# The libraries and the programs lie side by side in the build folder and find each other there. RUNPATH, so that
+# LD_LIBRARY_PATH can put another library of the same name in front.
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+set(CMAKE_BUILD_RPATH "$ORIGIN")
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+set(PEXO_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
+
+# The stand-ins need x86-64 or native Arm packages of the inference library, so a cross build goes without.
+if(CMAKE_CROSSCOMPILING)
+  set(pexo_native OFF)
+else()
+  set(pexo_native ON)
+endif()
+option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for this computer" ${pexo_native})
+option(PEXO_BUILD_TESTS "Build the tests" ON)
+option(PEXO_BUILD_BENCH "Build the benches" ${pexo_native})
+if(ANDROID)
+  set(PEXO_BUILD_TESTS OFF)
+endif()
+
+add_library(pexo_options INTERFACE)
+# Contraction to fused multiply-add would make float results differ between x86 and Arm.
+target_compile_options(pexo_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wundef -Wcast-qual -Werror -ffp-contract=off
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+if(PEXO_SANITIZE)
+  add_compile_options(-fsanitize=${PEXO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${PEXO_SANITIZE})
+endif()

@@ -1,0 +1,70 @@
+// The pixel kernels' dispatch: one table of row kernels, scalar first and overridden by what the processor has.
+//
+// Rows are plain pointers and counts. A kernel reads and writes exactly the bytes named here, never a byte beside them,
+// and needs no alignment. Source and destination must not overlap unless the comment says "in place". Every fast form
+// gives the same bytes as the scalar form, which is the definition.
+#ifndef PEXO_KERNELS_KERNEL_TABLE_H_
+#define PEXO_KERNELS_KERNEL_TABLE_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace pexo {
+
+enum class KernelTier : int { kScalar = 0, kSse2, kAvx2, kNeon };
+
+// The largest box radius with a fast form: its sums fit 16 bits and its reciprocal is exact in a 16-bit product.
+inline constexpr int kMaxNarrowBoxRadius = 4;
+
+struct KernelTable {
+  // Pairs (p, q) of `source`, `pairs` of them: all q into `first`, all p into `second`.
+  void (*split_pairs)(uint8_t* first, uint8_t* second, const uint8_t* source, int pairs);
+  // The inverse: destination pairs are (second[i], first[i]).
+  void (*merge_pairs)(uint8_t* destination, const uint8_t* first, const uint8_t* second, int pairs);
+
+  // `width` means of 2x2 blocks, (sum + 2) >> 2, from two rows of 2 * width pixels.
+  void (*downsample2)(uint8_t* destination, const uint8_t* above, const uint8_t* below, int width);
+  // `width` means of 4x4 blocks, rounded per 2x2 and again over the four, from four rows of 4 * width pixels `step`
+  // bytes apart.
+  void (*downsample4)(uint8_t* destination, const uint8_t* source, ptrdiff_t step, int width);
+  // Two rows of 2 * width pixels from one source row and the row below it, `width` pixels each. The last column is its
+  // own right neighbour. With below == above both rows are the horizontal expansion.
+  void (*upsample2)(uint8_t* upper, uint8_t* lower, const uint8_t* above, const uint8_t* below, int width);
+
+  // Column sums of a box filter, radius 1 to kMaxNarrowBoxRadius: sums[x] += entering[x] - leaving[x].
+  void (*slide_sums)(uint16_t* sums, const uint8_t* entering, const uint8_t* leaving, int width);
+  // Rounded means of windows of 2 * radius + 1 column sums: output x from sums[x] to sums[x + 2 * radius].
+  void (*mean_of_sums)(uint8_t* destination, const uint16_t* sums, int width, int radius);
+
+  // (blurred * (255 - mask) + sharp * mask) >> 8. `destination` may be `blurred` or `sharp` (in place).
+  void (*blend)(uint8_t* destination, const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask, int width);
+
+  // The kernels of mask_kernels.h.
+  void (*blend_towards_grey)(uint8_t* chroma, const uint8_t* mask, int width);
+  void (*decode_soft_scores)(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi);
+  void (*compare_scores)(const uint8_t* foreground, const uint8_t* background, int count, uint8_t* mask);
+  int (*count_foreground)(const uint8_t* mask, int count);
+};
+
+// The table in use, filled once while the library loads with the best tier the processor has. Read-only afterwards, so
+// any thread may use it.
+const KernelTable& Kernels();
+
+// Whether this build has the tier and this processor can run it. kScalar always is.
+bool KernelTierAvailable(KernelTier tier);
+KernelTier BestKernelTier();
+const char* KernelTierName(KernelTier tier);
+
+// Refills the table up to `tier`: for tests and benches, while no other thread is inside the library. Returns false and
+// changes nothing when the tier is not available.
+bool ForceKernelTier(KernelTier tier);
+
+// Each tier's own overrides; a tier fills what it has over the tier below.
+void FillScalarKernels(KernelTable* table);
+void FillSse2Kernels(KernelTable* table);
+void FillAvx2Kernels(KernelTable* table);
+void FillNeonKernels(KernelTable* table);
+
+}  // namespace pexo
+
+#endif  // PEXO_KERNELS_KERNEL_TABLE_H_

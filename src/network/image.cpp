@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "kernels/mask_kernels.h"
+
 namespace pexo {
 namespace {
 
@@ -174,10 +176,7 @@ Image DoubleAndShift(const QmxImage& plane) {
   Image doubled;
   AllocImage(doubled, 2 * plane.width, 2 * plane.height, kFormatGray8);
   ConvertImage(doubled, plane);
-  for (int32_t y = 0; y + 1 < doubled.height; ++y) {
-    uint8_t* row = doubled.plane[0] + static_cast<ptrdiff_t>(y) * doubled.stride[0];
-    std::memcpy(row, row + doubled.stride[0] + 1, Size(doubled.width - 1));
-  }
+  ShiftUpLeft(doubled.plane[0], doubled.width, doubled.height);
   return doubled;
 }
 

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cstddef>
 
+#include "kernels/mask_kernels.h"
 #include "network/contrast_table.h"
 #include "network/network.h"
 
@@ -12,9 +14,8 @@ size_t PixelCount(const QmxImage& image) {
 
 float ForegroundFraction(const QmxImage& mask) {
   const size_t pixels = PixelCount(mask);
-  size_t foreground = 0;
-  for (size_t i = 0; i < pixels; ++i) foreground += mask.plane[0][i] >> 7;
-  return static_cast<float>(foreground) / static_cast<float>(pixels);
+  const int foreground = CountForeground(mask.plane[0], static_cast<int>(pixels));
+  return pixels == 0 ? 0.0f : static_cast<float>(foreground) / static_cast<float>(pixels);
 }
 
 }  // namespace
@@ -30,8 +31,13 @@ int32_t Network::PostProcess(FrameParams& params, QmxImage& output) {
 int32_t Network::ReadMask(const FrameParams& params, Image& mask) {
   layout_mode = params.layout_mode;
   const bool at_input_size = layout_mode == 1;
-  AllocImage(mask, static_cast<int32_t>(at_input_size ? input_width : output_width),
-             static_cast<int32_t>(at_input_size ? input_height : output_height), kFormatGray8);
+  const uint32_t width = at_input_size ? input_width : output_width;
+  const uint32_t height = at_input_size ? input_height : output_height;
+  // One-channel engines write a mask of output size in either layout: the block must hold that one too.
+  const uint64_t output_pixels = uint64_t{output_width} * output_height;
+  const uint64_t rows = width == 0 ? 0 : std::max<uint64_t>(height, (output_pixels + width - 1) / width);
+  AllocImage(mask, static_cast<int32_t>(width), static_cast<int32_t>(rows), kFormatGray8);
+  mask.height = static_cast<int32_t>(height);
   return GetOutput(mask) == kNetworkOk ? kNetworkOk : kNetworkFailed;
 }
 
@@ -48,8 +54,7 @@ void Network::ShapeMask(FrameParams& params, Image& mask, QmxImage& output) {
 
   if (output_channels == 1 && output.plane[0] != nullptr) {
     if (contrast_table.empty()) contrast_table = MakeContrastTable(sigmoid_min, sigmoid_max);
-    const size_t pixels = PixelCount(output);
-    for (size_t i = 0; i < pixels; ++i) output.plane[0][i] = contrast_table[output.plane[0][i]];
+    ApplyTable(output.plane[0], static_cast<int>(PixelCount(output)), contrast_table.data());
   }
 }
 

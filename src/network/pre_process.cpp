@@ -3,9 +3,13 @@
 namespace pexo {
 
 int32_t Network::PreProcess(const QmxImage& frame, const FrameParams& params) {
+  return TakeModelImage(MakeModelImage(frame, params), params);
+}
+
+int32_t Network::TakeModelImage(const Image& model_image, const FrameParams& params) {
   layout_mode = params.layout_mode;
   effect_mode = static_cast<uint32_t>(params.effect_mode);
-  return SetInput(MakeModelImage(frame, params));
+  return SetInput(model_image);
 }
 
 // Resizes in NV21, so that the colour conversion only sees the small image. A frame that has no way to NV21 gives the

@@ -1,0 +1,100 @@
+#include "pipeline/thread_pipeline.h"
+
+#include <cstring>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "common/clock.h"
+#include "common/log.h"
+#include "snpe/snpe_network.h"
+
+namespace pexo {
+namespace {
+
+constexpr int32_t kInsertFailed = 5;
+
+}  // namespace
+
+int32_t ThreadPipeline::InsertNetworkMacro(const std::string& path) try {
+  networks.push_back(std::make_shared<SnpeNetwork>(path));
+  return kNetworkOk;
+} catch (...) {
+  return kInsertFailed;
+}
+
+int32_t ThreadPipeline::Init() {
+  for (const auto& network : networks) {
+    const int32_t status = network->Init();
+    if (status != kNetworkOk) return status;
+  }
+  return kNetworkOk;
+}
+
+int32_t ThreadPipeline::Uninit() {
+  StopThreads();
+  for (const auto& network : networks) network->Uninit();
+  return frames.FreeImages() == 0 ? kNetworkOk : kNetworkFailed;
+}
+
+void ThreadPipeline::StartThreads(std::vector<std::function<void()>> functions) {
+  if (!threads.empty()) return;
+  frames.Restart();
+  try {
+    for (auto& function : functions) threads.emplace_back(std::move(function));
+  } catch (...) {
+    StopThreads();
+    throw;
+  }
+}
+
+void ThreadPipeline::StopThreads() {
+  frames.Stop();
+  for (std::thread& thread : threads) thread.join();
+  threads.clear();
+}
+
+void ThreadPipeline::RunWorker(uint32_t from_state, uint32_t state_after_exception,
+                               const std::function<uint32_t(ThreadData&)>& step) {
+  while (const Entry entry = frames.WaitForState(from_state)) {
+    uint32_t next_state = state_after_exception;
+    try {
+      next_state = step(*entry);
+    } catch (const std::exception& error) {
+      entry->failed = true;
+      PEXO_LOG("Exception in thread = %s", error.what());
+    } catch (...) {
+      entry->failed = true;
+      PEXO_LOG("Exception in thread!");
+    }
+    frames.SetState(*entry, next_state);
+  }
+}
+
+ThreadPipeline::Entry ThreadPipeline::MakeEntry(const QmxImage& frame, const FrameParams& params,
+                                                const QmxImage& output) const {
+  auto entry = std::make_shared<ThreadData>();
+  entry->params = params;
+  const timeval start = WallClock();
+  entry->model_image = networks.front()->MakeModelImage(frame, params);
+  entry->elapsed_ms = ElapsedMilliseconds(start, WallClock());
+  entry->frame = qmxImageCreate(frame.width, frame.height, kFormatNv21);
+  entry->mask = qmxImageCreate(output.width, output.height, kFormatGray8);
+  if (entry->frame.plane[0] == nullptr || entry->mask.plane[0] == nullptr) throw std::bad_alloc();
+  ConvertImage(entry->frame, frame);
+  return entry;
+}
+
+void ThreadPipeline::PredictEntry(Network& worker, ThreadData& entry) {
+  entry.worker = &worker;
+  worker.TakeModelImage(entry.model_image, entry.params);
+  const int32_t status = worker.Predict();
+  if (status >= 1) PEXO_LOG("Fail to predict in thread and ret value = %d", static_cast<int>(status));
+}
+
+void FillWithPerson(QmxImage& mask) {
+  if (mask.plane[0] == nullptr) return;
+  std::memset(mask.plane[0], 255, static_cast<size_t>(mask.width) * static_cast<size_t>(mask.height));
+}
+
+}  // namespace pexo

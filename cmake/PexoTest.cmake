@@ -10,6 +10,9 @@ else()
   find_package(GTest REQUIRED)
 endif()
 
+# The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
+set(PEXO_MODELS_DIR "${CMAKE_SOURCE_DIR}/build/release/models" CACHE PATH "Where tests find MoviePortraitBig.dlc and MoviePortraitSmall.dlc")
+
 function(pexo_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
   add_executable(${name} ${arg_SOURCES})

@@ -1,0 +1,239 @@
+#include "engine/graph_check.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "engine/bounds.h"
+#include "engine/error.h"
+
+namespace pexo::engine {
+namespace {
+
+constexpr size_t kNone = static_cast<size_t>(-1);
+
+std::string NodeName(size_t index) {
+  return "node " + std::to_string(index);
+}
+
+size_t WindowCount(const Node& node, size_t size, size_t window, size_t stride, const std::string& where) {
+  if (node.padding == Padding::kSame) return (size + stride - 1) / stride;
+  Require(size >= window, where, ": the window is larger than its input");
+  return (size - window) / stride + 1;
+}
+
+class Checker {
+ public:
+  explicit Checker(const Graph& graph) : graph_(graph) {}
+
+  void Check() {
+    CheckTensors();
+    CheckOrder();
+    CheckUse();
+    for (size_t i = 0; i < graph_.nodes.size(); ++i) {
+      const Node& node = graph_.nodes[i];
+      Require(ShapeOf(node.output) == InferShape(node, NodeName(i)), NodeName(i),
+              ": the output has another shape than it should");
+    }
+  }
+
+ private:
+  bool InRange(int32_t index) const { return index >= 0 && static_cast<size_t>(index) < graph_.tensors.size(); }
+  const Tensor& TensorAt(int32_t index) const { return graph_.tensors[static_cast<size_t>(index)]; }
+  const Shape& ShapeOf(int32_t index) const { return TensorAt(index).shape; }
+
+  void CheckTensors() const {
+    Require(graph_.tensors.size() <= kMaxTensors && graph_.nodes.size() <= kMaxNodes, "the graph is too large");
+    Require(!graph_.nodes.empty(), "the graph has no nodes");
+    Require(InRange(graph_.input) && InRange(graph_.output), "the graph's input or output is out of range");
+    size_t activation_elements = 0;
+    for (size_t i = 0; i < graph_.tensors.size(); ++i) {
+      const Tensor& tensor = graph_.tensors[i];
+      const size_t elements = CountElements(tensor.shape, kMaxElements);
+      Require(tensor.shape.size() <= kMaxRank && elements > 0, "tensor ", std::to_string(i), " is empty or too large");
+      if (tensor.constant) {
+        Require(tensor.values.size() >= elements, "tensor ", std::to_string(i), " has too few values");
+      } else {
+        activation_elements += elements;
+      }
+    }
+    Require(activation_elements <= kMaxActivationElements, "the graph's results are too large");
+  }
+
+  // Every operand exists by the time it is read, and nothing is written twice.
+  void CheckOrder() {
+    producer_.assign(graph_.tensors.size(), kNone);
+    std::vector<bool> ready(graph_.tensors.size());
+    for (size_t i = 0; i < ready.size(); ++i) ready[i] = graph_.tensors[i].constant;
+    Require(!TensorAt(graph_.input).constant, "the graph's input is a constant");
+    ready[static_cast<size_t>(graph_.input)] = true;
+
+    for (size_t i = 0; i < graph_.nodes.size(); ++i) {
+      const Node& node = graph_.nodes[i];
+      for (const int32_t input : node.inputs) {
+        if (input == kAbsent) continue;
+        Require(InRange(input), NodeName(i), ": an operand is out of range");
+        Require(ready[static_cast<size_t>(input)], NodeName(i), ": an operand is read before it is written");
+      }
+      Require(InRange(node.output), NodeName(i), ": the output is out of range");
+      const auto output = static_cast<size_t>(node.output);
+      Require(!ready[output], NodeName(i), ": the output is written already");
+      ready[output] = true;
+      producer_[output] = i;
+    }
+    Require(producer_[static_cast<size_t>(graph_.output)] != kNone, "no node writes the graph's output");
+  }
+
+  // Whatever is computed serves the output, and so does the input.
+  void CheckUse() const {
+    std::vector<bool> needed(graph_.tensors.size());
+    needed[static_cast<size_t>(graph_.output)] = true;
+    for (size_t i = graph_.nodes.size(); i-- > 0;) {
+      const Node& node = graph_.nodes[i];
+      Require(needed[static_cast<size_t>(node.output)], NodeName(i), ": its result is not used");
+      for (const int32_t input : node.inputs) {
+        if (input != kAbsent) needed[static_cast<size_t>(input)] = true;
+      }
+    }
+    Require(needed[static_cast<size_t>(graph_.input)], "the graph's input is not used");
+  }
+
+  Shape InferShape(const Node& node, const std::string& where) const {
+    Require(!std::isnan(node.min) && !std::isnan(node.max) && node.min < node.max, where, ": the bounds are empty");
+    switch (node.operation) {
+      case Operation::kConvolution:
+      case Operation::kDepthwiseConvolution:
+      case Operation::kTransposeConvolution:
+        return InferConvolution(node, where);
+      case Operation::kClamp:
+      case Operation::kHardSwish:
+      case Operation::kLogistic:
+        return InputShape(node, where);
+      case Operation::kMultiply:
+      case Operation::kAdd:
+        return InferBroadcast(node, where);
+      case Operation::kGlobalAveragePool: {
+        const Shape& input = PictureShape(node, where);
+        return {input[0], 1, 1, input[3]};
+      }
+      case Operation::kResizeBilinear: {
+        const Shape& input = PictureShape(node, where);
+        return {input[0], node.new_height, node.new_width, input[3]};
+      }
+    }
+    Fail(where, ": unknown operation");
+  }
+
+  // The shape of operand 0, which is computed.
+  const Shape& InputShape(const Node& node, const std::string& where) const {
+    Require(!node.inputs.empty() && node.inputs[0] != kAbsent && !TensorAt(node.inputs[0]).constant, where,
+            ": the input is missing or a constant");
+    return ShapeOf(node.inputs[0]);
+  }
+
+  const Shape& PictureShape(const Node& node, const std::string& where) const {
+    const Shape& shape = InputShape(node, where);
+    Require(shape.size() == 4, where, ": the input needs four dimensions");
+    return shape;
+  }
+
+  Shape InferConvolution(const Node& node, const std::string& where) const {
+    const Shape& input = PictureShape(node, where);
+    Require(node.inputs.size() == 3 && node.inputs[1] != kAbsent, where, ": needs a filter");
+    const Shape& filter = ShapeOf(node.inputs[1]);
+    Require(TensorAt(node.inputs[1]).constant && filter.size() == 4, where, ": the filter is no constant of rank 4");
+    Require(node.stride_height >= 1 && node.stride_height <= kMaxStride && node.stride_width >= 1 &&
+                node.stride_width <= kMaxStride,
+            where, ": a stride is out of range");
+
+    const bool depthwise = node.operation == Operation::kDepthwiseConvolution;
+    Require(filter[3] == input[3] && (!depthwise || filter[0] == 1), where, ": the filter does not fit its input");
+    const size_t channels = depthwise ? filter[3] : filter[0];
+    if (node.inputs[2] != kAbsent) {
+      const Tensor& bias = TensorAt(node.inputs[2]);
+      Require(bias.constant && bias.shape == Shape{channels}, where,
+              ": the bias is no constant of one value a channel");
+    }
+    if (node.operation == Operation::kTransposeConvolution) {
+      Require(filter[1] == node.stride_height && filter[2] == node.stride_width, where,
+              ": the filter is not as large as the stride");
+      return {input[0], input[1] * node.stride_height, input[2] * node.stride_width, channels};
+    }
+    return {input[0], WindowCount(node, input[1], filter[1], node.stride_height, where),
+            WindowCount(node, input[2], filter[2], node.stride_width, where), channels};
+  }
+
+  // Equal dimensions, or 1 against any, aligned at the last.
+  Shape InferBroadcast(const Node& node, const std::string& where) const {
+    Require(node.inputs.size() == 2 && node.inputs[0] != kAbsent && node.inputs[1] != kAbsent, where,
+            ": needs two inputs");
+    const Tensor& a = TensorAt(node.inputs[0]);
+    const Tensor& b = TensorAt(node.inputs[1]);
+    Require(!a.constant || !b.constant, where, ": both inputs are constants");
+    Shape shape(std::max(a.shape.size(), b.shape.size()), 1);
+    for (const Shape* operand : {&a.shape, &b.shape}) {
+      const size_t skipped = shape.size() - operand->size();
+      for (size_t i = 0; i < operand->size(); ++i) {
+        size_t& result = shape[skipped + i];
+        const size_t dimension = (*operand)[i];
+        Require(result == dimension || result == 1 || dimension == 1, where, ": the inputs' shapes do not fit");
+        result = std::max(result, dimension);
+      }
+    }
+    return shape;
+  }
+
+  const Graph& graph_;
+  std::vector<size_t> producer_;  // the node that writes a tensor
+};
+
+}  // namespace
+
+void CheckGraph(const Graph& graph) {
+  Checker(graph).Check();
+}
+
+void FoldClamps(Graph& graph) {
+  std::vector<size_t> readers(graph.tensors.size());
+  std::vector<size_t> producer(graph.tensors.size(), kNone);
+  for (const Node& node : graph.nodes) {
+    for (const int32_t input : node.inputs) {
+      if (input != kAbsent) ++readers[static_cast<size_t>(input)];
+    }
+  }
+  std::vector<Node> kept;
+  for (Node& node : graph.nodes) {
+    if (node.operation == Operation::kClamp) {
+      const auto input = static_cast<size_t>(node.inputs[0]);
+      Node* source = producer[input] != kNone ? &kept[producer[input]] : nullptr;
+      const bool convolution = source != nullptr && (source->operation == Operation::kConvolution ||
+                                                     source->operation == Operation::kDepthwiseConvolution ||
+                                                     source->operation == Operation::kTransposeConvolution);
+      const float min = convolution ? std::max(source->min, node.min) : 0.0f;
+      const float max = convolution ? std::min(source->max, node.max) : 0.0f;
+      // Bounds that do not overlap stay two steps: one clamp cannot stand for them.
+      if (convolution && readers[input] == 1 && min < max) {
+        source->min = min;
+        source->max = max;
+        source->output = node.output;
+        producer[static_cast<size_t>(node.output)] = producer[input];
+        producer[input] = kNone;
+        continue;
+      }
+    }
+    producer[static_cast<size_t>(node.output)] = kept.size();
+    kept.push_back(std::move(node));
+  }
+  graph.nodes = std::move(kept);
+}
+
+void DropFinalLogistic(Graph& graph) {
+  // In a checked graph everything serves the output, so its producer is the last node.
+  Require(graph.nodes.back().operation == Operation::kLogistic, "the model does not end with a logistic function");
+  const int32_t argument = graph.nodes.back().inputs[0];
+  Require(argument != graph.input, "the model has nothing before its logistic function");
+  graph.output = argument;
+  graph.nodes.pop_back();
+}
+
+}  // namespace pexo::engine

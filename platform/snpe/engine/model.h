@@ -1,0 +1,23 @@
+// The graph that a container stands for, and the container that a model makes.
+#ifndef PEXO_ENGINE_MODEL_H_
+#define PEXO_ENGINE_MODEL_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "engine/container.h"
+#include "engine/graph.h"
+
+namespace pexo::engine {
+
+// The graph of a container, ready to be built: the model's, checked, with what its head leaves out taken away. Throws
+// Error if the model is unusable or does not fit the description.
+Graph ReadGraph(const Container& container);
+
+// A container of this model: 8-bit pictures at its input stand for 0 to 1, the output is shaped by the head. Throws
+// Error unless ReadGraph accepts it.
+Container MakeContainer(std::vector<uint8_t> model, HeadKind head);
+
+}  // namespace pexo::engine
+
+#endif  // PEXO_ENGINE_MODEL_H_

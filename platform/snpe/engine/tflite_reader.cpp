@@ -1,0 +1,344 @@
+#include "engine/tflite_reader.h"
+
+#include <xnnpack.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "engine/bounds.h"
+#include "engine/error.h"
+#include "engine/half.h"
+#include "tflite_generated.h"
+
+namespace pexo::engine {
+namespace {
+
+constexpr uint32_t kModelVersion = 3;
+constexpr char kTransposeConvolutionName[] = "Convolution2DTransposeBias";
+
+// A vector of the file, empty where the file has none.
+template <typename T>
+std::span<const T> View(const flatbuffers::Vector<T>* vector) {
+  if (vector == nullptr) return {};
+  return {vector->data(), vector->size()};
+}
+
+std::string Text(const flatbuffers::String* text) {
+  return text != nullptr ? text->str() : std::string();
+}
+
+// Names the operator in messages.
+std::string OperatorName(size_t index, tflite::BuiltinOperator code) {
+  const char* name = tflite::EnumNameBuiltinOperator(code);
+  return "operator " + std::to_string(index) + " (" +
+         (name != nullptr && *name != '\0' ? std::string(name) : std::to_string(static_cast<int32_t>(code))) + ")";
+}
+
+class Reader {
+ public:
+  explicit Reader(const tflite::Model& model) : model_(model) {}
+
+  Graph Read() {
+    Require(model_.version() == kModelVersion, "the model's format version is not 3");
+    Require(model_.subgraphs() != nullptr && model_.subgraphs()->size() == 1, "the model needs exactly one subgraph");
+    const tflite::SubGraph& subgraph = *model_.subgraphs()->Get(0);
+    ReadTensors(subgraph);
+    ReadOperators(subgraph);
+    graph_.input = OnlyTensor(View(subgraph.inputs()), "input");
+    graph_.output = OnlyTensor(View(subgraph.outputs()), "output");
+    for (const int32_t index : {graph_.input, graph_.output}) {
+      Require(TensorOfFile(index).type() == tflite::TensorType::FLOAT32, "the model's input and output must be floats");
+    }
+    return std::move(graph_);
+  }
+
+ private:
+  using TensorVector = flatbuffers::Vector<flatbuffers::Offset<tflite::Tensor>>;
+
+  void ReadTensors(const tflite::SubGraph& subgraph) {
+    tensors_ = subgraph.tensors();
+    Require(tensors_ != nullptr && tensors_->size() <= kMaxTensors, "the model has no tensors, or too many");
+    graph_.tensors.resize(tensors_->size());
+    for (uint32_t i = 0; i < tensors_->size(); ++i) {
+      const tflite::Tensor& source = *tensors_->Get(i);
+      Tensor& tensor = graph_.tensors[i];
+      tensor.name = Text(source.name());
+      for (const int32_t dimension : View(source.shape())) {
+        Require(dimension > 0, "tensor ", std::to_string(i), " has a dimension below 1");
+        tensor.shape.push_back(static_cast<size_t>(dimension));
+      }
+      Require(tensor.shape.size() <= kMaxRank && CountElements(tensor.shape, kMaxElements) > 0, "tensor ",
+              std::to_string(i), " is too large");
+      if (source.type() == tflite::TensorType::FLOAT32 && !Bytes(i).empty()) {
+        const std::span<const uint8_t> bytes = Data(i, sizeof(float));
+        std::memcpy(MakeConstant(tensor).data(), bytes.data(), bytes.size());
+      }
+    }
+  }
+
+  void ReadOperators(const tflite::SubGraph& subgraph) {
+    const auto* operators = subgraph.operators();
+    Require(operators != nullptr && operators->size() <= kMaxNodes, "the model has no operators, or too many");
+    for (uint32_t i = 0; i < operators->size(); ++i) {
+      const tflite::Operator& source = *operators->Get(i);
+      const auto* codes = model_.operator_codes();
+      Require(codes != nullptr && source.opcode_index() < codes->size(), "operator ", std::to_string(i),
+              " has no operator code");
+      const tflite::OperatorCode& code = *codes->Get(source.opcode_index());
+      ReadOperator(i, source, code);
+    }
+  }
+
+  void ReadOperator(size_t index, const tflite::Operator& source, const tflite::OperatorCode& code) {
+    const auto number =
+        std::max(static_cast<tflite::BuiltinOperator>(code.deprecated_builtin_code()), code.builtin_code());
+    where_ = OperatorName(index, number);
+    inputs_ = View(source.inputs());
+    for (const int32_t input : inputs_) {
+      Require(input == kAbsent || InRange(input), where_, ": an input index is out of range");
+    }
+    const int32_t output = OnlyTensor(View(source.outputs()), where_ + ": output");
+
+    if (number == tflite::BuiltinOperator::DEQUANTIZE) return WidenHalves(output);
+
+    Node node;
+    node.output = output;
+    switch (number) {
+      case tflite::BuiltinOperator::CONV_2D: {
+        const auto& options = Options(source.builtin_options_as_Conv2DOptions());
+        node.operation = Operation::kConvolution;
+        SetWindow(node, options.padding(), options.stride_h(), options.stride_w());
+        SetActivation(node, options.activation());
+        Require(options.dilation_h() == 1 && options.dilation_w() == 1, where_, ": dilation is not supported");
+        TakeInputs(node, 2, 3);
+        break;
+      }
+      case tflite::BuiltinOperator::DEPTHWISE_CONV_2D: {
+        const auto& options = Options(source.builtin_options_as_DepthwiseConv2DOptions());
+        node.operation = Operation::kDepthwiseConvolution;
+        SetWindow(node, options.padding(), options.stride_h(), options.stride_w());
+        SetActivation(node, options.activation());
+        Require(options.dilation_h() == 1 && options.dilation_w() == 1, where_, ": dilation is not supported");
+        Require(options.depth_multiplier() == 1, where_, ": only a depth multiplier of 1 is supported");
+        TakeInputs(node, 2, 3);
+        break;
+      }
+      case tflite::BuiltinOperator::CUSTOM: {
+        Require(Text(code.custom_code()) == kTransposeConvolutionName, where_, ": unknown custom operator");
+        node.operation = Operation::kTransposeConvolution;
+        ReadTransposeOptions(node, View(source.custom_options()));
+        TakeInputs(node, 2, 3);
+        break;
+      }
+      case tflite::BuiltinOperator::RELU:
+        node.operation = Operation::kClamp;
+        node.min = 0.0f;
+        TakeInputs(node, 1, 1);
+        break;
+      case tflite::BuiltinOperator::HARD_SWISH:
+        node.operation = Operation::kHardSwish;
+        TakeInputs(node, 1, 1);
+        break;
+      case tflite::BuiltinOperator::LOGISTIC:
+        node.operation = Operation::kLogistic;
+        TakeInputs(node, 1, 1);
+        break;
+      case tflite::BuiltinOperator::ADD:
+        node.operation = Operation::kAdd;
+        SetActivation(node, Options(source.builtin_options_as_AddOptions()).activation());
+        TakeInputs(node, 2, 2);
+        break;
+      case tflite::BuiltinOperator::MUL:
+        node.operation = Operation::kMultiply;
+        SetActivation(node, Options(source.builtin_options_as_MulOptions()).activation());
+        TakeInputs(node, 2, 2);
+        break;
+      case tflite::BuiltinOperator::AVERAGE_POOL_2D: {
+        const auto& options = Options(source.builtin_options_as_Pool2DOptions());
+        node.operation = Operation::kGlobalAveragePool;
+        SetActivation(node, options.activation());
+        TakeInputs(node, 1, 1);
+        const Shape& shape = graph_.tensors[node.inputs[0]].shape;
+        Require(shape.size() == 4 && std::cmp_equal(options.filter_height(), shape[1]) &&
+                    std::cmp_equal(options.filter_width(), shape[2]) && options.stride_h() > 0 &&
+                    options.stride_w() > 0,
+                where_, ": only pooling over the whole picture is supported");
+        break;
+      }
+      case tflite::BuiltinOperator::MEAN: {
+        node.operation = Operation::kGlobalAveragePool;
+        Require(Options(source.builtin_options_as_ReducerOptions()).keep_dims(), where_, ": keep_dims must be set");
+        std::vector<int32_t> axes = TakeIntegers(1);
+        TakeInputs(node, 1, 1);
+        const auto rank = static_cast<int32_t>(graph_.tensors[node.inputs[0]].shape.size());
+        for (int32_t& axis : axes) axis += axis < 0 ? rank : 0;
+        std::sort(axes.begin(), axes.end());
+        Require(axes == std::vector<int32_t>{1, 2}, where_, ": only the mean over height and width is supported");
+        break;
+      }
+      case tflite::BuiltinOperator::RESIZE_BILINEAR: {
+        const auto& options = Options(source.builtin_options_as_ResizeBilinearOptions());
+        Require(!options.align_corners() && options.half_pixel_centers(), where_,
+                ": only half-pixel centres are supported");
+        node.operation = Operation::kResizeBilinear;
+        const std::vector<int32_t> size = TakeIntegers(1);
+        Require(size.size() == 2 && size[0] > 0 && size[1] > 0, where_, ": the new size is not two positive numbers");
+        node.new_height = static_cast<size_t>(size[0]);
+        node.new_width = static_cast<size_t>(size[1]);
+        TakeInputs(node, 1, 1);
+        break;
+      }
+      default:
+        Fail(where_, ": not supported");
+    }
+    graph_.nodes.push_back(std::move(node));
+  }
+
+  // The options are three 32-bit integers: padding (1 is "same"), stride along the width, stride along the height.
+  void ReadTransposeOptions(Node& node, std::span<const uint8_t> bytes) const {
+    int32_t options[3];
+    Require(bytes.size() == sizeof(options), where_, ": the options are not three integers");
+    std::memcpy(options, bytes.data(), sizeof(options));
+    Require(options[0] == 1, where_, ": only \"same\" padding is supported");
+    SetWindow(node, tflite::Padding::SAME, options[2], options[1]);
+  }
+
+  // A constant of 16-bit floats becomes a constant of 32-bit ones; the operator itself is then done with.
+  void WidenHalves(int32_t output) {
+    Require(inputs_.size() == 1 && InRange(inputs_[0]), where_, ": needs one input");
+    const auto input = static_cast<uint32_t>(inputs_[0]);
+    Tensor& tensor = graph_.tensors[output];
+    Require(tensors_->Get(input)->type() == tflite::TensorType::FLOAT16, where_, ": only 16-bit floats are supported");
+    Require(TensorOfFile(output).type() == tflite::TensorType::FLOAT32 && !tensor.constant, where_,
+            ": the output cannot be written");
+    Require(tensor.shape == graph_.tensors[input].shape, where_, ": the shapes differ");
+    const std::span<const uint8_t> bytes = Data(input, sizeof(uint16_t));
+    std::vector<float>& values = MakeConstant(tensor);
+    for (size_t i = 0; i < bytes.size() / sizeof(uint16_t); ++i) {
+      uint16_t half;
+      std::memcpy(&half, bytes.data() + i * sizeof(half), sizeof(half));
+      values[i] = HalfToFloat(half);
+    }
+  }
+
+  template <typename T>
+  const T& Options(const T* options) const {
+    Require(options != nullptr, where_, ": the options are missing");
+    return *options;
+  }
+
+  void SetWindow(Node& node, tflite::Padding padding, int32_t stride_height, int32_t stride_width) const {
+    Require(padding == tflite::Padding::SAME || padding == tflite::Padding::VALID, where_, ": unknown padding");
+    Require(stride_height > 0 && stride_height <= kMaxStride && stride_width > 0 && stride_width <= kMaxStride, where_,
+            ": a stride is out of range");
+    node.padding = padding == tflite::Padding::SAME ? Padding::kSame : Padding::kValid;
+    node.stride_height = static_cast<size_t>(stride_height);
+    node.stride_width = static_cast<size_t>(stride_width);
+  }
+
+  void SetActivation(Node& node, tflite::Activation activation) const {
+    switch (activation) {
+      case tflite::Activation::NONE:
+        return;
+      case tflite::Activation::RELU:
+        node.min = 0.0f;
+        return;
+      case tflite::Activation::RELU_N1_TO_1:
+        node.min = -1.0f;
+        node.max = 1.0f;
+        return;
+      case tflite::Activation::RELU6:
+        node.min = 0.0f;
+        node.max = 6.0f;
+        return;
+    }
+    Fail(where_, ": unknown activation");
+  }
+
+  // The node's operands: all of the operator's that are left. Those from `required` on may be absent.
+  void TakeInputs(Node& node, size_t required, size_t most) const {
+    Require(inputs_.size() >= required && inputs_.size() <= most, where_, ": wrong number of inputs");
+    for (size_t i = 0; i < inputs_.size(); ++i) {
+      if (inputs_[i] == kAbsent) {
+        Require(i >= required, where_, ": an input is missing");
+      } else {
+        Require(TensorOfFile(inputs_[i]).type() == tflite::TensorType::FLOAT32, where_, ": an input is not of floats");
+      }
+    }
+    Require(TensorOfFile(node.output).type() == tflite::TensorType::FLOAT32, where_, ": the output is not of floats");
+    node.inputs.assign(inputs_.begin(), inputs_.end());
+    node.inputs.resize(most, kAbsent);
+  }
+
+  // The constant of integers at the last operand, which is taken off the operator's inputs.
+  std::vector<int32_t> TakeIntegers(size_t position) {
+    Require(inputs_.size() == position + 1 && InRange(inputs_[position]), where_, ": wrong number of inputs");
+    const auto index = static_cast<uint32_t>(inputs_[position]);
+    Require(tensors_->Get(index)->type() == tflite::TensorType::INT32, where_, ": an operand is not of integers");
+    const std::span<const uint8_t> bytes = Data(index, sizeof(int32_t));
+    std::vector<int32_t> values(bytes.size() / sizeof(int32_t));
+    std::memcpy(values.data(), bytes.data(), bytes.size());
+    inputs_ = inputs_.first(position);
+    return values;
+  }
+
+  std::span<const uint8_t> Bytes(uint32_t tensor) const {
+    const auto* buffers = model_.buffers();
+    const uint32_t buffer = tensors_->Get(tensor)->buffer();
+    Require(buffers != nullptr && buffer < buffers->size(), "tensor ", std::to_string(tensor), " has no buffer");
+    return View(buffers->Get(buffer)->data());
+  }
+
+  // The bytes of a constant, held against its shape.
+  std::span<const uint8_t> Data(uint32_t tensor, size_t element_size) const {
+    const std::span<const uint8_t> bytes = Bytes(tensor);
+    const size_t expected = CountElements(graph_.tensors[tensor].shape, kMaxElements) * element_size;
+    Require(bytes.size() == expected, "the data of tensor ", std::to_string(tensor), " do not fit its shape");
+    return bytes;
+  }
+
+  std::vector<float>& MakeConstant(Tensor& tensor) {
+    const size_t elements = CountElements(tensor.shape, kMaxElements);
+    // Tensors may share a buffer, so the size of the file is no bound.
+    constant_elements_ += elements;
+    Require(constant_elements_ <= kMaxConstantElements, "the model's constants are too large");
+    tensor.constant = true;
+    tensor.values.resize(elements + XNN_EXTRA_BYTES / sizeof(float));
+    return tensor.values;
+  }
+
+  bool InRange(int32_t index) const { return index >= 0 && static_cast<size_t>(index) < graph_.tensors.size(); }
+
+  const tflite::Tensor& TensorOfFile(int32_t index) const { return *tensors_->Get(static_cast<uint32_t>(index)); }
+
+  int32_t OnlyTensor(std::span<const int32_t> indices, const std::string& what) const {
+    Require(indices.size() == 1 && InRange(indices[0]), what, ": not exactly one tensor");
+    return indices[0];
+  }
+
+  const tflite::Model& model_;
+  const TensorVector* tensors_ = nullptr;
+  Graph graph_;
+  size_t constant_elements_ = 0;
+  // The operator being read.
+  std::string where_;
+  std::span<const int32_t> inputs_;
+};
+
+}  // namespace
+
+Graph ReadTflite(std::span<const uint8_t> bytes) {
+  Require(bytes.size() <= kMaxModelBytes, "the model is too large");
+  // Tables are read in place, and a file in memory may lie anywhere: a copy is aligned for every scalar.
+  std::vector<uint64_t> aligned((bytes.size() + 16 + sizeof(uint64_t) - 1) / sizeof(uint64_t));
+  auto* start = reinterpret_cast<uint8_t*>(aligned.data());
+  start += (16 - reinterpret_cast<uintptr_t>(start) % 16) % 16;
+  std::copy(bytes.begin(), bytes.end(), start);
+
+  flatbuffers::Verifier verifier(start, bytes.size());
+  Require(bytes.size() >= 8 && tflite::VerifyModelBuffer(verifier), "not a TensorFlow Lite model, or a damaged one");
+  return Reader(*tflite::GetModel(start)).Read();
+}
+
+}  // namespace pexo::engine

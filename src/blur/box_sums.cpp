@@ -23,9 +23,9 @@ void RepeatBorders(Sum* extended, int width, int radius) {
 
 }  // namespace
 
-BoxSums::BoxSums(uint32_t* work, int width, int height, int radius)
-    : wide_sums_(work),
-      narrow_sums_(reinterpret_cast<uint16_t*>(work)),
+BoxSums::BoxSums(void* work, int width, int height, int radius)
+    : wide_sums_(static_cast<uint32_t*>(work)),
+      narrow_sums_(static_cast<uint16_t*>(work)),
       width_(width),
       height_(height),
       radius_(radius) {}
@@ -35,7 +35,7 @@ bool BoxSums::narrow() const {
 }
 
 void BoxSums::Clear() {
-  const ptrdiff_t words = static_cast<ptrdiff_t>(WorkWords(width_, radius_));
+  const ptrdiff_t words = ptrdiff_t{width_} + 2 * ptrdiff_t{radius_};
   if (narrow()) {
     std::fill(narrow_sums_, narrow_sums_ + words, uint16_t{0});
   } else {

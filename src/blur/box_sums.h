@@ -11,13 +11,13 @@ namespace pexo {
 // run on the row kernels; larger ones keep 32-bit sums.
 class BoxSums {
  public:
-  // Words of 32 bits that `work` must hold.
-  static size_t WorkWords(int width, int radius) {
-    return static_cast<size_t>(width) + 2 * static_cast<size_t>(radius) + 101;
+  // What `work` must hold.
+  static size_t WorkBytes(int width, int radius) {
+    return (static_cast<size_t>(width) + 2 * static_cast<size_t>(radius) + 101) * sizeof(uint32_t);
   }
 
-  // radius >= 1.
-  BoxSums(uint32_t* work, int width, int height, int radius);
+  // radius >= 1. `work` is aligned for 32-bit words; it may be null as long as no row is asked for.
+  BoxSums(void* work, int width, int height, int radius);
 
   // The neighbourhood of output row `y`. `row_at(int)` gives a source row; it is asked for rows in ascending order.
   template <typename RowAt>

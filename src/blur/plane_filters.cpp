@@ -39,11 +39,11 @@ void BoxFilterRows(const uint8_t* source, int width, int height, int source_step
     }
     return;
   }
-  const std::unique_ptr<void, FreeMemory> work(std::malloc(BoxSums::WorkWords(width, radius) * sizeof(uint32_t)));
+  const std::unique_ptr<void, FreeMemory> work(std::malloc(BoxSums::WorkBytes(width, radius)));
   if (work == nullptr) {
     return;
   }
-  BoxSums sums(static_cast<uint32_t*>(work.get()), width, height, radius);
+  BoxSums sums(work.get(), width, height, radius);
   sums.Start(first, source_row);
   sums.Emit(destination_row(first));
   for (int y = first + 1; y < end; ++y) {

@@ -1,0 +1,4 @@
+#include "kernels/kernel_table.h"
+namespace pexo {
+void FillAvx2Kernels(KernelTable*) {}
+}

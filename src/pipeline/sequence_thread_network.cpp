@@ -2,9 +2,7 @@
 
 #include <utility>
 
-namespace pexo {
-void ComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
-}
+#include "blur/background_blur.h"
 #include "common/clock.h"
 #include "common/log.h"
 

@@ -1,0 +1,274 @@
+// The pipelines: frames a second and lateness of every effect with the real model, throughput and waiting times with an
+// engine whose prediction takes a set time, and what an idle pipeline costs.
+#include <pexo_host/engine.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "blur/background_blur.h"
+#include "common/log.h"
+#include "pexo/humanbodyseg.h"
+#include "pipeline/multiply_thread_network.h"
+#include "pipeline/sequence_thread_network.h"
+#include "tests/support/frames.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+microseconds least_blur_time{0};  // a blur takes at least this long
+
+// Sleeps most of the time and spins the rest: a sleep alone overshoots.
+void TakeUntil(Clock::time_point end) {
+  std::this_thread::sleep_until(end - microseconds(300));
+  while (Clock::now() < end) {
+  }
+}
+
+}  // namespace
+
+// The pipeline's call of the blur comes here (the linker's --wrap), so that the blur can take a set time too.
+extern "C" void PexoRealComposeBackgroundBlur(
+    const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+    float blur_strength) __asm__("__real__ZN4pexo21ComposeBackgroundBlurERK8QmxImageRS0_S2_f");
+extern "C" void PexoTimedComposeBackgroundBlur(
+    const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+    float blur_strength) __asm__("__wrap__ZN4pexo21ComposeBackgroundBlurERK8QmxImageRS0_S2_f");
+extern "C" void PexoTimedComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+                                               float blur_strength) {
+  const auto end = Clock::now() + least_blur_time;
+  PexoRealComposeBackgroundBlur(frame, output, mask, blur_strength);
+  if (least_blur_time.count() > 0) TakeUntil(end);
+}
+
+namespace pexo::bench {
+namespace {
+
+constexpr char kBigModel[] = PEXO_MODELS_DIR "/MoviePortraitBig.dlc";
+constexpr int kSizes[][2] = {{640, 480}, {1280, 720}, {1920, 1080}};
+
+double Milliseconds(Clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+// The geometry and the copies of the real network; the prediction sleeps. Everybody stands in the middle.
+class TimedNetwork : public Network {
+ public:
+  explicit TimedNetwork(microseconds prediction) : prediction_(prediction) {
+    input_height = input_width = output_height = output_width = 256;
+    input_channels = 3;
+    output_channels = 2;
+    input_.resize(size_t{256} * 256 * 3);
+  }
+  int32_t Uninit() override { return kNetworkOk; }
+  int32_t SetInput(const QmxImage& image) override {
+    picked_up = Clock::now();
+    std::memcpy(input_.data(), image.plane[0], input_.size());
+    return kNetworkOk;
+  }
+  int32_t Predict() override {
+    TakeUntil(Clock::now() + prediction_);
+    predicted = Clock::now();
+    return kNetworkOk;
+  }
+  int32_t GetOutput(QmxImage& image) override {
+    fetched = Clock::now();
+    for (size_t i = 0; i < size_t{256} * 256; ++i) image.plane[0][i] = (i % 256) / 64 % 3 == 0 ? 0 : 255;
+    return kNetworkOk;
+  }
+
+  // Moments of the last frame; read them while the pipeline is idle.
+  Clock::time_point picked_up, predicted, fetched;
+
+ private:
+  microseconds prediction_;
+  std::vector<uint8_t> input_;
+};
+
+// A head and shoulders in front of noise: enough for the model to see somebody.
+test::Frame Portrait(int32_t width, int32_t height) {
+  test::Frame frame = test::Frame::Noise(width, height, 1);
+  QmxImage& image = frame.image();
+  for (int32_t y = 0; y < height; ++y) {
+    for (int32_t x = 0; x < width; ++x) {
+      const double dx = (x - width / 2.0) / height, dy = static_cast<double>(y) / height;
+      const double head = dx * dx / 0.0225 + (dy - 0.35) * (dy - 0.35) / 0.04;
+      const double shoulders = dx * dx / 0.16 + (dy - 1.0) * (dy - 1.0) / 0.16;
+      if (head > 1 && shoulders > 1) {
+        image.plane[0][y * width + x] = static_cast<uint8_t>(60 + image.plane[0][y * width + x] / 16);
+        image.plane[1][y / 2 * width + x] = 128;
+        continue;
+      }
+      const bool eye = head <= 1 && dy > 0.29 && dy < 0.32 && std::abs(std::abs(dx) - 0.055) < 0.022;
+      const bool mouth = head <= 1 && dy > 0.435 && dy < 0.455 && std::abs(dx) < 0.05;
+      const bool hair = head <= 1 && dy < 0.24;
+      image.plane[0][y * width + x] = eye || hair ? 40 : mouth ? 110 : head <= 1 ? 185 : 90;
+      image.plane[1][y / 2 * width + x] = head > 1 ? 128 : (x % 2 == 0 ? 150 : 110);  // V, U of skin
+    }
+  }
+  return frame;
+}
+
+struct Speed {
+  double frames_per_second;
+  int lateness;  // calls until the first frame comes back
+};
+
+// Through the nine functions, frames back to back. The bottom-left pixel tells the frames apart: neither effect touches
+// its luma.
+Speed RunEffect(int32_t effect, const int (&size)[2]) {
+  pexoHostEngineSetThreads(1);
+  HumanBodySegHandle* handle = pexoHumanBodySegCreate();
+  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
+  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, kBigModel);
+  if (pexoHumanBodySegInit(handle) != HUMANBODYSEG_OK) throw std::runtime_error("Init failed");
+  const test::Frame portrait = Portrait(size[0], size[1]);
+  const size_t tag = static_cast<size_t>(size[0]) * static_cast<size_t>(size[1] - 1);
+  test::Frame frame(portrait);
+  const auto process = [&](int call) {
+    frame.pixels() = portrait.pixels();
+    frame.pixels()[tag] = static_cast<uint8_t>(call % 200);
+    if (pexoHumanBodySegProcess(handle, &frame.image(), nullptr) != HUMANBODYSEG_OK) {
+      throw std::runtime_error("Process failed");
+    }
+  };
+  int call = 0;
+  for (; call < 10; ++call) process(call);
+  const int lateness = effect == HUMANBODYSEG_EFFECT_MASK ? 0 : call - 1 - frame.pixels()[tag];
+  const auto start = Clock::now();
+  const int first = call;
+  while (Clock::now() - start < milliseconds(1500)) process(call++);
+  const double seconds = Milliseconds(Clock::now() - start) / 1e3;
+  if (pexoHumanBodyGetExecuteTime(handle) <= 0) throw std::runtime_error("nobody was seen in the frames");
+  pexoHumanBodySegUninit(handle);
+  pexoHumanBodySegDestroy(handle);
+  return {(call - first) / seconds, lateness};
+}
+
+template <typename Pipeline>
+struct Rig {
+  explicit Rig(microseconds prediction) : network(std::make_shared<TimedNetwork>(prediction)), frame(1280, 720) {
+    pipeline.networks.push_back(network);
+    constexpr bool kBlurs = std::is_same_v<Pipeline, SequenceThreadNetwork>;
+    mask = kBlurs ? test::Gray(128, 128) : test::Gray(1280, 720);
+  }
+  ~Rig() { pipeline.Uninit(); }
+  void Feed() { pipeline.Process(frame.image(), params, mask); }
+
+  Pipeline pipeline;
+  std::shared_ptr<TimedNetwork> network;
+  test::Frame frame;
+  FrameParams params;
+  Image mask;
+};
+
+// Frames per prediction time, frames back to back; 1 is the ideal.
+template <typename Pipeline>
+double Throughput() {
+  constexpr milliseconds kPrediction{8};
+  constexpr int kFrames = 250;
+  least_blur_time = milliseconds(4);
+  Rig<Pipeline> rig(kPrediction);
+  for (int i = 0; i < 10; ++i) rig.Feed();
+  const auto start = Clock::now();
+  for (int i = 0; i < kFrames; ++i) rig.Feed();
+  const double each = Milliseconds(Clock::now() - start) / kFrames;
+  least_blur_time = microseconds(0);
+  return Milliseconds(kPrediction) / each;
+}
+
+// From a call's return, which submitted a frame, to the idle worker's first step on it.
+double PickUpMilliseconds() {
+  Rig<SequenceThreadNetwork> rig(milliseconds(1));
+  std::vector<double> waits;
+  for (int i = 0; i < 100; ++i) {
+    rig.Feed();
+    const auto submitted = Clock::now();
+    std::this_thread::sleep_for(milliseconds(12));
+    if (i >= 10) waits.push_back(Milliseconds(rig.network->picked_up - submitted));
+  }
+  return Median(waits);
+}
+
+// From the end of a prediction to the waiting caller's first step on its result.
+double HandBackMilliseconds() {
+  Rig<MultiplyThreadNetwork> rig(milliseconds(8));
+  std::vector<double> waits;
+  for (int i = 0; i < 100; ++i) {
+    rig.Feed();
+    if (i >= 10) waits.push_back(Milliseconds(rig.network->fetched - rig.network->predicted));
+  }
+  return Median(waits);
+}
+
+double IdleShareOfOneCore() {
+  Rig<SequenceThreadNetwork> rig(milliseconds(1));
+  for (int i = 0; i < 5; ++i) rig.Feed();
+  std::this_thread::sleep_for(milliseconds(100));
+  const auto used = [] {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+  };
+  const double before = used();
+  std::this_thread::sleep_for(std::chrono::seconds(5));
+  return (used() - before) / 5;
+}
+
+void PrintTable() {
+  std::printf("Real model, one engine thread, frames back to back\n");
+  std::printf("  %-11s %18s %18s %18s\n", "", "colour", "blur", "mask");
+  for (const auto& size : kSizes) {
+    std::printf("  %4dx%-4d  ", size[0], size[1]);
+    for (const int32_t effect : {HUMANBODYSEG_EFFECT_COLOUR, HUMANBODYSEG_EFFECT_BLUR, HUMANBODYSEG_EFFECT_MASK}) {
+      const Speed speed = RunEffect(effect, size);
+      std::printf(" %6.0f/s, %d call%s", speed.frames_per_second, speed.lateness, speed.lateness == 1 ? " " : "s");
+    }
+    std::printf("\n");
+  }
+  std::printf("Engine with a prediction of 8 ms, blur of 4 ms, 1280x720, frames back to back\n");
+  std::printf("  %-56s %6.3f   (bar: at least 0.95)\n", "Blur: frames per prediction time",
+              Throughput<SequenceThreadNetwork>());
+  std::printf("  %-56s %6.3f   (bar: at least 0.90)\n", "Colour: frames per prediction time",
+              Throughput<MultiplyThreadNetwork>());
+  std::printf("Waiting, medians\n");
+  std::printf("  %-56s %6.3f ms   (bar: at most 0.2)\n", "Submitted frame to idle worker", PickUpMilliseconds());
+  std::printf("  %-56s %6.3f ms   (bar: at most 0.2)\n", "Finished frame to waiting caller", HandBackMilliseconds());
+  std::printf("  %-56s %6.2f %%    (bar: below 2)\n", "Idle pipeline, share of one core", 100 * IdleShareOfOneCore());
+}
+
+}  // namespace
+}  // namespace pexo::bench
+
+int main(int argc, char** argv) {
+  if (argc != 2 || std::strcmp(argv[1], "--table") != 0) {
+    std::fprintf(stderr, "usage: bench_pipeline --table\n");
+    return 2;
+  }
+  pexo::log_level = 0;
+  try {
+    pexo::bench::PrintTable();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_pipeline: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

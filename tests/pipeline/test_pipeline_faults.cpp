@@ -1,0 +1,203 @@
+// What goes wrong inside a pipeline stays with the frame it happened to, and nothing hangs.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include "pipeline/multiply_thread_network.h"
+#include "pipeline/sequence_thread_network.h"
+#include "tests/pipeline/encoding_network.h"
+#include "tests/pipeline/failing_new.h"
+
+namespace pexo::test {
+namespace {
+
+constexpr int32_t kWidth = 64;
+constexpr int32_t kHeight = 48;
+
+// A pipeline with one network whose predictions number `bad` misbehaves.
+template <typename Pipeline>
+struct Rig {
+  explicit Rig(std::function<int32_t(int)> prediction = [](int) { return kNetworkOk; }) {
+    network = std::make_shared<EncodingNetwork>(
+        [prediction = std::move(prediction), count = 0]() mutable { return prediction(count++); });
+    pipeline.networks.push_back(network);
+  }
+
+  // Feeds frame `seed`; what comes back is in `buffer` and `mask`.
+  int32_t Feed(uint32_t seed) {
+    buffer = std::make_unique<Frame>(Frame::Noise(kWidth, kHeight, seed));
+    params = {};
+    mask = Gray(128, 128, 7);
+    return pipeline.Process(buffer->image(), params, mask);
+  }
+
+  bool HoldsFrame(uint32_t seed) const { return buffer->pixels() == Frame::Noise(kWidth, kHeight, seed).pixels(); }
+
+  // The mask on one thread.
+  static std::vector<uint8_t> MaskOf(uint32_t seed) {
+    EncodingNetwork alone;
+    FrameParams params;
+    Image mask = Gray(128, 128);
+    Frame frame = Frame::Noise(kWidth, kHeight, seed);
+    alone.Process(frame.image(), params, mask);
+    return Bytes(mask);
+  }
+
+  Pipeline pipeline;
+  std::shared_ptr<EncodingNetwork> network;
+  std::unique_ptr<Frame> buffer;
+  FrameParams params;
+  Image mask;
+};
+
+const std::vector<uint8_t> kAllPerson(128 * 128, 255);
+
+template <typename Pipeline>
+constexpr int kLateness = std::is_same_v<Pipeline, MultiplyThreadNetwork> ? 1 : 2;
+
+template <typename Pipeline>
+class Faults : public ::testing::Test {};
+using BothPipelines = ::testing::Types<MultiplyThreadNetwork, SequenceThreadNetwork>;
+TYPED_TEST_SUITE(Faults, BothPipelines);
+
+TYPED_TEST(Faults, FailingPredictionIsLoggedAndTheFrameMovesOn) {
+  constexpr int kBad = 3;
+  Rig<TypeParam> rig([](int count) { return count == kBad ? 2 : kNetworkOk; });
+  ::testing::internal::CaptureStderr();
+  for (int i = 0; i < 8; ++i) {
+    ASSERT_EQ(rig.Feed(static_cast<uint32_t>(i)), 0);
+    if (i < kLateness<TypeParam>) continue;
+    // The network of the tests has an output all the same.
+    EXPECT_EQ(Bytes(rig.mask), rig.MaskOf(static_cast<uint32_t>(i - kLateness<TypeParam>))) << i;
+  }
+  EXPECT_EQ(rig.pipeline.Uninit(), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "LOG_HUMANBODYSEG: Fail to predict in thread and ret value = 2\n");
+}
+
+TYPED_TEST(Faults, ExceptionInAWorkerIsLoggedAndOnlyItsFrameHasNoMask) {
+  constexpr int kBad = 3;
+  Rig<TypeParam> rig([](int count) {
+    if (count == kBad) throw std::runtime_error("the engine is on fire");
+    if (count == kBad + 1) throw 1;  // not a standard exception
+    return kNetworkOk;
+  });
+  ::testing::internal::CaptureStderr();
+  for (int i = 0; i < 9; ++i) {
+    ASSERT_EQ(rig.Feed(static_cast<uint32_t>(i)), 0);
+    const int back = i - kLateness<TypeParam>;
+    if (back < 0) continue;
+    if (back == kBad || back == kBad + 1) {
+      EXPECT_TRUE(rig.HoldsFrame(static_cast<uint32_t>(back))) << i;
+      EXPECT_EQ(Bytes(rig.mask), kAllPerson) << i;
+      EXPECT_EQ(rig.params.foreground_fraction, 0.0f);
+    } else {
+      EXPECT_EQ(Bytes(rig.mask), rig.MaskOf(static_cast<uint32_t>(back))) << i;
+    }
+  }
+  EXPECT_EQ(rig.pipeline.Uninit(), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "LOG_HUMANBODYSEG: Exception in thread = the engine is on fire\n"
+            "LOG_HUMANBODYSEG: Exception in thread!\n");
+}
+
+TYPED_TEST(Faults, FailingPostProcessingLeavesTheFrameSharpAndWholly) {
+  Rig<TypeParam> rig;
+  rig.network->get_output_status = 1;
+  ::testing::internal::CaptureStderr();
+  for (int i = 0; i < 5; ++i) {
+    ASSERT_EQ(rig.Feed(static_cast<uint32_t>(i)), 0);
+    if (i < kLateness<TypeParam>) continue;
+    EXPECT_TRUE(rig.HoldsFrame(static_cast<uint32_t>(i - kLateness<TypeParam>))) << i;
+    EXPECT_EQ(Bytes(rig.mask), kAllPerson) << i;
+  }
+  EXPECT_EQ(rig.pipeline.Uninit(), 0);
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  const bool logs = log.find("Fail to postprocess in thread and ret value = 2") != std::string::npos;
+  EXPECT_EQ(logs, (std::is_same_v<TypeParam, SequenceThreadNetwork>)) << log;
+}
+
+// Memory runs out in the caller's thread, at each allocation of a call in turn. That call throws (the public entry
+// turns it into a status) and later frames are right again.
+TYPED_TEST(Faults, MemoryRunningOutInTheCallersThread) {
+  int allocation = 0;
+  for (;; ++allocation) {
+    Rig<TypeParam> rig;
+    uint32_t seed = 0;
+    for (; seed < 4; ++seed) ASSERT_EQ(rig.Feed(seed), 0);
+    rig.buffer = std::make_unique<Frame>(Frame::Noise(kWidth, kHeight, seed++));
+    rig.mask = Gray(128, 128, 7);
+    bool struck = false;
+    {
+      const FailingNew failing(allocation);
+      try {
+        rig.pipeline.Process(rig.buffer->image(), rig.params, rig.mask);
+      } catch (const std::bad_alloc&) {
+      }
+      struck = failing.Struck();
+    }
+    // After as many calls as the pipeline is late, plus those that may have been lost, all is as if nothing had been.
+    const uint32_t settled = seed + 2 * kLateness<TypeParam>;
+    for (; seed < settled; ++seed) ASSERT_EQ(rig.Feed(seed), 0);
+    for (; seed < settled + 3; ++seed) {
+      ASSERT_EQ(rig.Feed(seed), 0);
+      ASSERT_EQ(Bytes(rig.mask), rig.MaskOf(seed - kLateness<TypeParam>)) << "allocation " << allocation;
+    }
+    ASSERT_EQ(rig.pipeline.Uninit(), 0);
+    if (!struck) break;
+  }
+  EXPECT_GE(allocation, 5) << "the failures did not reach the call";
+}
+
+TYPED_TEST(Faults, UninitAtAnyMomentEndsTheThreadsAndAllowsANewStart) {
+  for (int fed = 0; fed < 5; ++fed) {
+    Rig<TypeParam> rig([](int) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(15));
+      return kNetworkOk;
+    });
+    for (int round = 0; round < 2; ++round) {
+      for (int i = 0; i < fed; ++i) ASSERT_EQ(rig.Feed(static_cast<uint32_t>(i)), 0);
+      auto done = std::async(std::launch::async, [&rig] { return rig.pipeline.Uninit(); });
+      ASSERT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready) << fed;
+      EXPECT_EQ(done.get(), 0);
+      if (rig.pipeline.networks.empty()) rig.pipeline.networks.push_back(rig.network);
+    }
+  }
+}
+
+TYPED_TEST(Faults, UninitReleasesACallerThatWaits) {
+  std::promise<void> predicting, finish;
+  Rig<TypeParam> rig([&, told = false](int) mutable {
+    if (!std::exchange(told, true)) {
+      predicting.set_value();
+      finish.get_future().wait();
+    }
+    return kNetworkOk;
+  });
+  for (int i = 0; i < kLateness<TypeParam>; ++i) ASSERT_EQ(rig.Feed(static_cast<uint32_t>(i)), 0);
+  predicting.get_future().wait();
+  auto caller = std::async(std::launch::async, [&rig] { return rig.Feed(9); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // most likely waiting by now; right either way
+  auto uninit = std::async(std::launch::async, [&rig] { return rig.pipeline.Uninit(); });
+  EXPECT_EQ(caller.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  EXPECT_EQ(caller.get(), kNetworkFailed);
+  finish.set_value();
+  EXPECT_EQ(uninit.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  EXPECT_EQ(uninit.get(), 0);
+}
+
+TYPED_TEST(Faults, WithoutAWorkerNetworkAFrameIsRefused) {
+  TypeParam pipeline;
+  Frame frame = Frame::Noise(kWidth, kHeight, 1);
+  FrameParams params;
+  Image mask = Gray(128, 128, 7);
+  EXPECT_EQ(pipeline.Init(), 0);
+  EXPECT_EQ(pipeline.Process(frame.image(), params, mask), kNetworkFailed);
+  EXPECT_EQ(pipeline.Uninit(), 0);
+}
+
+}  // namespace
+}  // namespace pexo::test

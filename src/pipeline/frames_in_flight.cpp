@@ -8,16 +8,17 @@ namespace pexo {
 namespace {
 
 constexpr std::chrono::microseconds kLongestWait{1000};
+constexpr std::chrono::microseconds kLongestIdleWait{50'000};
 
 }  // namespace
 
-FramesInFlight::Turn FramesInFlight::WaitForTurn(size_t limit, uint32_t final_state) {
+FramesInFlight::Turn FramesInFlight::WaitForTurn(size_t limit) {
   std::unique_lock lock(frame_mutex_);
   for (;;) {
     if (stop_requested_) return {.stopped = true, .result = nullptr};
     if (frames_.size() < limit) return {};
     for (const Entry& entry : frames_) {
-      if (entry->frame_id == expected_frame_id_ && entry->state == final_state) return {false, entry};
+      if (entry->frame_id == expected_frame_id_ && entry->state == final_state_) return {false, entry};
     }
     result_.wait_for(lock, kLongestWait);
   }
@@ -48,7 +49,7 @@ FramesInFlight::Entry FramesInFlight::WaitForState(uint32_t state) {
         return entry;
       }
     }
-    work_.wait_for(lock, kLongestWait);
+    work_.wait_for(lock, AnyUnfinished() ? kLongestWait : kLongestIdleWait);
   }
 }
 
@@ -60,6 +61,11 @@ void FramesInFlight::SetState(ThreadData& entry, uint32_t state) {
   }
   work_.notify_all();
   result_.notify_all();
+}
+
+bool FramesInFlight::AnyUnfinished() const {
+  return std::any_of(frames_.begin(), frames_.end(),
+                     [this](const Entry& entry) { return entry->state != final_state_; });
 }
 
 void FramesInFlight::Stop() {

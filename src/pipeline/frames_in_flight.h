@@ -14,19 +14,23 @@
 namespace pexo {
 
 // One caller submits and takes back, workers move frames from state to state. Every operation may be called from any
-// thread. Waiting threads wake as soon as there is something for them, and look for themselves every millisecond.
+// thread. Waiting threads wake as soon as there is something for them, and look for themselves every millisecond;
+// workers less often while no frame awaits work, so that an idle pipeline costs next to nothing.
 class FramesInFlight {
  public:
   using Entry = std::shared_ptr<ThreadData>;
+
+  // Frames are handed back from `final_state`.
+  explicit FramesInFlight(uint32_t final_state) : final_state_(final_state) {}
 
   struct Turn {
     bool stopped = false;
     Entry result;  // null: there is room without taking a frame back
   };
 
-  // Caller: waits until fewer than `limit` frames are in flight, or else for the next frame in order to reach
-  // `final_state`. The result stays in the list until Exchange.
-  Turn WaitForTurn(size_t limit, uint32_t final_state);
+  // Caller: waits until fewer than `limit` frames are in flight, or else for the next frame in order to reach the
+  // final state. The result stays in the list until Exchange.
+  Turn WaitForTurn(size_t limit);
 
   // Caller: takes `result` (may be null) out and submits `next`, in one step. Throws std::bad_alloc before it changes
   // anything.
@@ -47,6 +51,9 @@ class FramesInFlight {
   int32_t FreeImages();
 
  private:
+  bool AnyUnfinished() const;
+
+  const uint32_t final_state_;
   std::mutex frame_mutex_;
   std::condition_variable work_;    // a frame for a worker, or stopped
   std::condition_variable result_;  // a frame for the caller, or stopped

@@ -12,6 +12,7 @@ namespace pexo {
 // before is predicted, then takes that frame back, submits the new one, and shapes the mask.
 class MultiplyThreadNetwork : public ThreadPipeline {
  public:
+  MultiplyThreadNetwork() : ThreadPipeline(kPredicted) {}
   ~MultiplyThreadNetwork() override { StopThreads(); }
 
   // Replaces the pixels of `frame` by those of the frame before, and `output` and the fraction by its mask, turned by

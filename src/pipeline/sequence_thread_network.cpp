@@ -21,7 +21,7 @@ int32_t SequenceThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
   }
 
   Entry entry = MakeEntry(frame, params, output);
-  const FramesInFlight::Turn turn = frames.WaitForTurn(threads.size(), kFinished);
+  const FramesInFlight::Turn turn = frames.WaitForTurn(threads.size());
   if (turn.stopped) return kNetworkFailed;
   frames.Exchange(turn.result, std::move(entry));
   if (turn.result != nullptr) {

@@ -12,6 +12,7 @@ namespace pexo {
 // the blur thread composes the frame. Results come back in the order of submission.
 class SequenceThreadNetwork : public ThreadPipeline {
  public:
+  SequenceThreadNetwork() : ThreadPipeline(kFinished) {}
   ~SequenceThreadNetwork() override { StopThreads(); }
 
   // Replaces the pixels of `frame` by those of the frame of two calls before, blurred, and `output` by its mask;

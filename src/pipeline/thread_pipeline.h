@@ -34,6 +34,8 @@ class ThreadPipeline : public Network {
  protected:
   using Entry = FramesInFlight::Entry;
 
+  explicit ThreadPipeline(uint32_t final_state) : frames(final_state) {}
+
   // Starts one thread for each function, unless they are running. A thread that cannot be started ends the others
   // again. Throws std::system_error.
   void StartThreads(std::vector<std::function<void()>> functions);

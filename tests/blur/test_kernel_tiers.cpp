@@ -280,6 +280,12 @@ TEST_F(KernelTiers, TheBestOneIsChosenAtLoad) {
 #elif defined(__aarch64__)
   EXPECT_EQ(BestKernelTier(), KernelTier::kNeon);
 #endif
+  const auto best = Kernels().blend;
+  ASSERT_TRUE(ForceKernelTier(KernelTier::kScalar));
+  const auto scalar = Kernels().blend;
+  ASSERT_TRUE(ForceKernelTier(BestKernelTier()));
+  EXPECT_EQ(Kernels().blend, best);
+  EXPECT_NE(best, scalar);
 }
 
 }  // namespace

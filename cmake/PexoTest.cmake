@@ -4,8 +4,6 @@ if(CMAKE_CROSSCOMPILING)
   # Debian's googletest sources, built for the target.
   set(INSTALL_GTEST OFF)
   add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
-  add_library(GTest::gtest_main ALIAS gtest_main)
-  add_library(GTest::gmock ALIAS gmock)
 else()
   find_package(GTest REQUIRED)
 endif()

@@ -4,6 +4,11 @@
 
 #include "blur/image_buffer.h"
 
+// The address sanitizer stops at an impossible size unless it is told to return null, as malloc does.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+
 namespace pexo {
 namespace {
 

@@ -31,7 +31,7 @@ using zdl::DlSystem::StringList;
 using zdl::DlSystem::TensorShape;
 using zdl::DlSystem::UserBufferMap;
 
-constexpr int kMaxThreads = 64;
+constexpr int kMaxThreads = 16;
 std::atomic<int> threads_per_network{1};
 thread_local double last_invoke_seconds = 0.0;
 

@@ -7,7 +7,7 @@ extern "C" {
 #endif
 
 // Threads that every network built from now on runs on, the caller's among them; 1, the default, is the caller's thread
-// alone. Legal: 1 to 64; other values are brought into that range. Any thread may call it.
+// alone. Legal: 1 to 16; other values are brought into that range. Any thread may call it.
 __attribute__((visibility("default"))) void pexoHostEngineSetThreads(int threads);
 
 // Seconds that the inference itself took in this thread's last execute(), without the conversion of its buffers;

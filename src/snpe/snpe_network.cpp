@@ -1,6 +1,6 @@
 #include "snpe/snpe_network.h"
 
-#include <cstring>
+#include <algorithm>
 #include <fstream>
 #include <optional>
 
@@ -46,6 +46,7 @@ int32_t SnpeNetwork::Init() {
     output = FirstGeometry(engine->GetOutputTensorShapes());
   }
   if (!input || !output) {
+    engine.reset();  // Predict has nothing to run
     PEXO_LOG("Fail to open snpe model!");
     return kNetworkFailed;
   }
@@ -68,7 +69,9 @@ int32_t SnpeNetwork::Init() {
 
 int32_t SnpeNetwork::SetInput(const QmxImage& image) {
   if (image.plane[0] == nullptr) return kNetworkFailed;
-  std::memcpy(input_buffer.data(), image.plane[0], input_buffer.size());
+  // Where the model has other than three channels, the image is shorter or longer than the buffer.
+  const size_t image_bytes = static_cast<size_t>(image.stride[0]) * static_cast<size_t>(image.height);
+  std::copy_n(image.plane[0], std::min(image_bytes, input_buffer.size()), input_buffer.begin());
   return kNetworkOk;
 }
 

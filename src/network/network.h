@@ -59,7 +59,7 @@ class Network {
   // The two halves of pre-processing: make the model image, then take it with the frame's options. MakeModelImage reads
   // only the input geometry, so it may run beside Predict and PostProcess of an earlier frame.
   int32_t PreProcess(const QmxImage& frame, const FrameParams& params);
-  Image MakeModelImage(const QmxImage& frame, const FrameParams& params) const;
+  [[nodiscard]] Image MakeModelImage(const QmxImage& frame, const FrameParams& params) const;
   int32_t TakeModelImage(const Image& model_image, const FrameParams& params);
 
   // The two halves of post-processing: read the mask from the engine, then measure, turn, scale and shape it into

@@ -51,7 +51,7 @@ class FramesInFlight {
   int32_t FreeImages();
 
  private:
-  bool AnyUnfinished() const;
+  [[nodiscard]] bool AnyUnfinished() const;
 
   const uint32_t final_state_;
   std::mutex frame_mutex_;

@@ -46,7 +46,7 @@ class ThreadPipeline : public Network {
   void RunWorker(uint32_t from_state, uint32_t state_after_exception, const std::function<uint32_t(ThreadData&)>& step);
 
   // A record for the caller's frame: its copy, the model image of the first worker, the time that made them.
-  Entry MakeEntry(const QmxImage& frame, const FrameParams& params, const QmxImage& output) const;
+  [[nodiscard]] Entry MakeEntry(const QmxImage& frame, const FrameParams& params, const QmxImage& output) const;
 
   // Hands a frame's model image to a network and runs it; failures are logged.
   static void PredictEntry(Network& worker, ThreadData& entry);

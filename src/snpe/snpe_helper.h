@@ -49,12 +49,17 @@ class snpe_helper {
   snpe_helper& operator=(const snpe_helper&) = delete;
   virtual ~snpe_helper() = default;
 
-  static std::set<int32_t> GetAvailableRuntimes();
-  static std::set<std::string> GetAvailableRuntimeNames();
+  // The network is released before the container that it was built from.
+  std::unique_ptr<zdl::DlContainer::IDlContainer> container;
+  std::unique_ptr<zdl::SNPE::SNPE> snpe;  // null when the model could not be built
+  const std::string model_path;           // empty for a model from memory
+
+  [[nodiscard]] static std::set<int32_t> GetAvailableRuntimes();
+  [[nodiscard]] static std::set<std::string> GetAvailableRuntimeNames();
 
   // Tensor name to shape (batch, height, width, depth); empty when the engine gives no names or no attributes.
-  TensorShapes GetInputTensorShapes() const;
-  TensorShapes GetOutputTensorShapes() const;
+  [[nodiscard]] TensorShapes GetInputTensorShapes() const;
+  [[nodiscard]] TensorShapes GetOutputTensorShapes() const;
 
   // Runs the network on bytes, each standing for its own value as a real number. Every input tensor sees the same
   // `input_size` bytes, and `output_size` bytes are copied out whether or not the engine succeeded. Returns the
@@ -79,7 +84,7 @@ class snpe_helper {
   enum class Bound { kYes, kNothingToBind, kFailed };
 
   void Build(int32_t runtime);
-  int32_t AvailableOrCpu(int32_t runtime) const;
+  [[nodiscard]] int32_t AvailableOrCpu(int32_t runtime) const;
 
   // Binds every input and output tensor to the memory that `input_memory` and `output_memory` give for (name,
   // elements); null memory is a failure.
@@ -92,14 +97,6 @@ class snpe_helper {
   template <typename InputMemory, typename OutputMemory>
   bool BindAndRun(zdl::DlSystem::UserBufferEncoding& encoding, InputMemory input_memory, OutputMemory output_memory);
 
-  // The network is released before the container that it was built from.
-  std::unique_ptr<zdl::DlContainer::IDlContainer> container;
-
- public:
-  std::unique_ptr<zdl::SNPE::SNPE> snpe;  // null when the model could not be built
-  const std::string model_path;           // empty for a model from memory
-
- private:
   // What Execute keeps from call to call.
   std::vector<uint8_t> input_staging_;
   std::vector<uint8_t> output_staging_;

@@ -1,0 +1,128 @@
+#include "picture_reader.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+#include <vector>
+
+#include "failure.h"
+
+namespace pexo::portrait {
+namespace {
+
+constexpr int kMaxSize = 32767;  // the image library's scaler's
+
+std::vector<uint8_t> ReadFile(const std::string& path) {
+  errno = 0;
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
+  // A folder opens, but says that it is endless.
+  if (size < 0 || size >= INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE) {
+    const int reason = errno != 0 ? errno : size < 0 ? EIO : EISDIR;
+    throw Failure(path + ": cannot be read: " + std::strerror(reason));
+  }
+  std::vector<uint8_t> bytes(static_cast<std::size_t>(size));
+  file.seekg(0);
+  if (!file.read(reinterpret_cast<char*>(bytes.data()), size)) {
+    throw Failure(path + ": cannot be read: " + std::strerror(errno != 0 ? errno : EIO));
+  }
+  return bytes;
+}
+
+std::string_view Text(const std::vector<uint8_t>& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+uint32_t BigEndian(std::string_view bytes) {
+  uint32_t value = 0;
+  for (int i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(bytes[i]);
+  return value;
+}
+
+AVCodecID CodecOf(std::string_view file) {
+  using namespace std::string_view_literals;
+  if (file.starts_with("\x89PNG\r\n\x1a\n"sv)) return AV_CODEC_ID_PNG;
+  if (file.starts_with("\xff\xd8\xff"sv)) return AV_CODEC_ID_MJPEG;
+  if (file.starts_with("RIFF"sv) && file.substr(0, 12).ends_with("WEBP"sv)) return AV_CODEC_ID_WEBP;
+  return AV_CODEC_ID_NONE;
+}
+
+// The end of a JPEG file comes after its first scan; before that, thumbnails have ends of their own.
+bool IsCompleteJpeg(std::string_view file) {
+  using namespace std::string_view_literals;
+  constexpr char kStartOfScan = '\xda';
+  std::size_t segment = 2;
+  while (segment + 4 <= file.size() && file[segment] == '\xff' && file[segment + 1] != kStartOfScan) {
+    if (file[segment + 1] == '\xff') {  // a fill byte
+      ++segment;
+    } else {
+      segment += 2 + (BigEndian(file.substr(segment)) & 0xffff);
+    }
+  }
+  return segment < file.size() && file.find("\xff\xd9"sv, segment) != std::string_view::npos;
+}
+
+bool IsCompletePng(std::string_view file) {
+  using namespace std::string_view_literals;
+  for (std::size_t chunk = 8; chunk + 12 <= file.size(); chunk += 12 + std::size_t{BigEndian(file.substr(chunk))}) {
+    if (file.substr(chunk + 4, 4) == "IEND"sv) return true;
+  }
+  return false;
+}
+
+bool IsCompleteWebp(std::string_view file) {
+  uint64_t size = 0;
+  for (std::size_t i = 7; i >= 4; --i) size = size << 8 | static_cast<uint8_t>(file[i]);
+  return file.size() >= size + 8;
+}
+
+// Whether the file's own end is there: the decoders make a picture of half a file, too.
+bool IsComplete(std::string_view file, AVCodecID codec) {
+  switch (codec) {
+    case AV_CODEC_ID_PNG:
+      return IsCompletePng(file);
+    case AV_CODEC_ID_MJPEG:
+      return IsCompleteJpeg(file);
+    default:
+      return IsCompleteWebp(file);
+  }
+}
+
+AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
+  const AVCodec* codec = avcodec_find_decoder(codec_id);
+  if (codec == nullptr) return nullptr;
+  const AvCodecContext context = Own(avcodec_alloc_context3(codec));
+  context->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
+  context->thread_count = 1;
+  if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
+  const AvPacket packet = Own(av_packet_alloc());
+  if (av_new_packet(packet.get(), static_cast<int>(file.size())) < 0) throw std::bad_alloc();
+  std::memcpy(packet->data, file.data(), file.size());
+  AvFrame frame = Own(av_frame_alloc());
+  if (avcodec_send_packet(context.get(), packet.get()) < 0) return nullptr;
+  if (avcodec_send_packet(context.get(), nullptr) < 0) return nullptr;
+  if (avcodec_receive_frame(context.get(), frame.get()) < 0) return nullptr;
+  if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) return nullptr;
+  return frame;
+}
+
+}  // namespace
+
+AvFrame ReadPicture(const std::string& path) {
+  const std::vector<uint8_t> file = ReadFile(path);
+  if (file.empty()) throw Failure(path + ": the file is empty");
+  const AVCodecID codec = CodecOf(Text(file));
+  if (codec == AV_CODEC_ID_NONE) throw Failure(path + ": not a PNG, JPEG or WebP picture");
+  if (!IsComplete(Text(file), codec)) throw Failure(path + ": the picture is truncated or damaged");
+  AvFrame frame = Decode(file, codec);
+  if (frame == nullptr) throw Failure(path + ": the picture is damaged or of a kind that cannot be decoded");
+  if (frame->width > kMaxSize || frame->height > kMaxSize) {
+    throw Failure(path + ": the picture is " + std::to_string(frame->width) + "x" + std::to_string(frame->height) +
+                  ", more than " + std::to_string(kMaxSize) + " pixels in a direction");
+  }
+  return frame;
+}
+
+}  // namespace pexo::portrait

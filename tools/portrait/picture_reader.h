@@ -1,0 +1,17 @@
+#ifndef PEXO_TOOLS_PORTRAIT_PICTURE_READER_H_
+#define PEXO_TOOLS_PORTRAIT_PICTURE_READER_H_
+
+#include <string>
+
+#include "av_types.h"
+
+namespace pexo::portrait {
+
+// Decodes a PNG, JPEG or WebP file, whatever its name, as it lies in the file: in the file's own pixel format, not yet
+// turned upright. Throws Failure when it cannot be read, is of another kind, damaged, truncated or larger than the
+// image library scales.
+AvFrame ReadPicture(const std::string& path);
+
+}  // namespace pexo::portrait
+
+#endif  // PEXO_TOOLS_PORTRAIT_PICTURE_READER_H_

@@ -11,6 +11,8 @@ endif()
 # The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
 set(PEXO_MODELS_DIR "${CMAKE_SOURCE_DIR}/build/release/models" CACHE PATH "Where tests find MoviePortraitBig.dlc and MoviePortraitSmall.dlc")
 
+set(PEXO_TEST_PREFIX "" CACHE STRING "Put before the names of the tests, to tell builds apart in one ctest run")
+
 function(pexo_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
   add_executable(${name} ${arg_SOURCES})
@@ -21,6 +23,9 @@ function(pexo_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
-  add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+  set(test "${PEXO_TEST_PREFIX}${name}")
+  add_test(NAME ${test} COMMAND ${name})
+  # An allocation that is too large has to fail, not to end the test.
+  set_tests_properties(${test} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
+    "ASAN_OPTIONS=allocator_may_return_null=1;TSAN_OPTIONS=allocator_may_return_null=1;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()

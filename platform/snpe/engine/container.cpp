@@ -199,7 +199,9 @@ std::vector<uint8_t> WriteContainer(const Container& container) {
 
 std::vector<uint8_t> ReadFile(const std::string& path, size_t limit) {
   std::error_code status;
-  Require(std::filesystem::is_regular_file(path, status), "no such file");
+  // Asked before opening: a named pipe would wait for a writer.
+  Require(std::filesystem::exists(path, status), "no such file");
+  Require(std::filesystem::is_regular_file(path, status), "not a regular file");
   const std::unique_ptr<FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
   Require(file != nullptr, "the file cannot be opened");
   const uintmax_t size = std::filesystem::file_size(path, status);

@@ -7,36 +7,46 @@
 namespace pexo::engine {
 namespace {
 
-// A NaN fails both comparisons of its own, and becomes `low`.
-inline float Limit(float value, float low, float high) {
-  const float above = value > low ? value : low;
-  return above < high ? above : high;
-}
-
-// Real values at the border are x * factor + term, limited to 0 to 255.
+// A stored value is x * factor + term, limited: for x the probability or the logit, whichever the head takes.
 struct Line {
   float factor;
   float term;
-  float operator()(float x) const { return Limit(x * factor + term, 0.0f, 255.0f); }
+  float low;
+  float high;
+
+  // A NaN fails both comparisons and becomes `low`.
+  float operator()(float x) const {
+    const float value = x * factor + term;
+    const float above = value > low ? value : low;
+    return above < high ? above : high;
+  }
 };
 
-Line GreyLine(const Head& head) {
-  return {static_cast<float>(255.0 / head.range), static_cast<float>(-head.lowest * 255.0 / head.range)};
+// The line of real values, and of integers that are still to be truncated if there is a quantization.
+Line MakeLine(const Head& head, const Quantization* quantization) {
+  const bool scores = head.kind == HeadKind::kTwoScores;
+  const double factor = 255.0 / (scores ? 1.0 : head.range);
+  const double term = scores ? 0.0 : -head.lowest * factor;
+  const double step = quantization != nullptr ? quantization->step : 1.0;
+  const double zero = quantization != nullptr ? quantization->zero + 0.5 : 0.0;
+  return {.factor = static_cast<float>(factor / step),
+          .term = static_cast<float>(term / step + zero),
+          .low = static_cast<float>(zero),
+          .high = static_cast<float>(std::min(255.0 / step + zero, 255.0))};
 }
 
-// Calls store(index, real value) for every value of the output.
+// Calls store(index, value) for every value of the output.
 template <typename Store>
-void ForEachValue(std::span<const float> model, const Head& head, Store store) {
-  if (head.kind == HeadKind::kTwoScores) {
-    const Line score = {255.0f, 0.0f};
-    for (size_t i = 0; i < model.size(); ++i) {
-      const float foreground = model[i];
-      store(2 * i, score(1.0f - foreground));
-      store(2 * i + 1, score(foreground));
+void ForEachValue(std::span<const float> model, HeadKind kind, const Line& line, Store store) {
+  const float* from = model.data();
+  const size_t count = model.size();
+  if (kind == HeadKind::kTwoScores) {
+    for (size_t i = 0; i < count; ++i) {
+      store(2 * i, line(1.0f - from[i]));
+      store(2 * i + 1, line(from[i]));
     }
   } else {
-    const Line level = GreyLine(head);
-    for (size_t i = 0; i < model.size(); ++i) store(i, level(model[i]));
+    for (size_t i = 0; i < count; ++i) store(i, line(from[i]));
   }
 }
 
@@ -74,17 +84,14 @@ void ReadInput(std::span<const float> stored, const InputTransform& transform, s
 
 void WriteOutput(std::span<const float> model, const Head& head, const Quantization& quantization,
                  std::span<uint8_t> stored) {
-  const auto factor = static_cast<float>(1.0 / quantization.step);
-  const auto term = static_cast<float>(quantization.zero + 0.5);
   uint8_t* to = stored.data();
-  ForEachValue(model, head, [=](size_t i, float value) {
-    to[i] = static_cast<uint8_t>(static_cast<int32_t>(Limit(value * factor + term, 0.0f, 255.0f)));
-  });
+  ForEachValue(model, head.kind, MakeLine(head, &quantization),
+               [to](size_t i, float value) { to[i] = static_cast<uint8_t>(static_cast<int32_t>(value)); });
 }
 
 void WriteOutput(std::span<const float> model, const Head& head, std::span<float> stored) {
   float* to = stored.data();
-  ForEachValue(model, head, [=](size_t i, float value) { to[i] = value; });
+  ForEachValue(model, head.kind, MakeLine(head, nullptr), [to](size_t i, float value) { to[i] = value; });
 }
 
 }  // namespace pexo::engine

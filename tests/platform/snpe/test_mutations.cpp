@@ -1,6 +1,7 @@
 // Damaged models and containers: an error, never a crash. What still builds also runs.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <string>
 
@@ -126,6 +127,69 @@ constexpr engine::HeadKind kHeads[] = {engine::HeadKind::kTwoScores, engine::Hea
 TEST(Mutations, UnchangedModelRuns) {
   for (const engine::HeadKind head : kHeads) {
     EXPECT_TRUE(TryContainer(engine::WriteContainer(PackedModel(EveryOperatorModel().Bytes(), head))))
+        << zdl::DlSystem::getLastErrorString();
+  }
+}
+
+// Each rule that the executor relies on, broken alone; the reason names the rule.
+TEST(Mutations, EveryRuleIsChecked) {
+  using tflite::BuiltinOperator;
+  using Break = std::function<void(tflite::SubGraphT&, tflite::ModelT&)>;
+  // The operators of EveryOperatorModel by their positions; 0 only widens a constant.
+  constexpr size_t kStem = 1, kRelu = 2, kDepthwise = 3, kSwish = 4, kPool = 5, kMean = 7, kResize = 11,
+                   kTranspose = 12, kLast = 13;
+  const auto constant = [](tflite::ModelT& model, uint32_t tensor) -> std::vector<uint8_t>& {
+    return model.buffers[model.subgraphs[0]->tensors[tensor]->buffer]->data;
+  };
+  const struct {
+    const char* reason;
+    Break change;
+  } cases[] = {
+      {"version", [](auto&, auto& model) { model.version = 2; }},
+      {"one subgraph", [](auto&, auto& model) { model.subgraphs.clear(); }},
+      {"not supported",
+       [](auto&, auto& model) { model.operator_codes[kSwish]->builtin_code = static_cast<BuiltinOperator>(2); }},
+      {"custom", [](auto&, auto& model) { model.operator_codes[kTranspose]->custom_code = "Another"; }},
+      {"no operator code", [](auto& graph, auto&) { graph.operators[kRelu]->opcode_index = 1000; }},
+      {"out of range", [](auto& graph, auto&) { graph.operators[kRelu]->inputs[0] = 1000; }},
+      {"missing", [](auto& graph, auto&) { graph.operators[kRelu]->inputs[0] = -1; }},
+      {"number of inputs", [](auto& graph, auto&) { graph.operators[kSwish]->inputs.push_back(0); }},
+      {"exactly one tensor", [](auto& graph, auto&) { graph.operators[kSwish]->outputs.clear(); }},
+      {"options are missing", [](auto& graph, auto&) { graph.operators[kStem]->builtin_options.Reset(); }},
+      {"stride", [](auto& graph, auto&) { graph.operators[kStem]->builtin_options.AsConv2DOptions()->stride_w = 0; }},
+      {"dilation",
+       [](auto& graph, auto&) { graph.operators[kStem]->builtin_options.AsConv2DOptions()->dilation_h = 2; }},
+      {"whole picture",
+       [](auto& graph, auto&) { graph.operators[kPool]->builtin_options.AsPool2DOptions()->filter_width = 1; }},
+      {"keep_dims",
+       [](auto& graph, auto&) { graph.operators[kMean]->builtin_options.AsReducerOptions()->keep_dims = false; }},
+      {"half-pixel",
+       [](auto& graph, auto&) {
+         graph.operators[kResize]->builtin_options.AsResizeBilinearOptions()->align_corners = true;
+       }},
+      {"padding", [](auto& graph, auto&) { graph.operators[kTranspose]->custom_options[0] = 2; }},
+      {"as large as the stride", [](auto& graph, auto&) { graph.operators[kTranspose]->custom_options[4] = 3; }},
+      {"do not fit its shape",
+       [&](auto& graph, auto& model) {
+         constant(model, static_cast<uint32_t>(graph.operators[kDepthwise]->inputs[1])).pop_back();
+       }},
+      {"before it is written", [](auto& graph, auto&) { std::swap(graph.operators[kRelu], graph.operators[kStem]); }},
+      {"written already",
+       [](auto& graph, auto&) { graph.operators[kRelu]->outputs = graph.operators[kStem]->outputs; }},
+      {"not used", [](auto& graph, auto&) { graph.operators[kLast]->inputs = graph.inputs; }},
+      {"another shape",
+       [](auto& graph, auto&) {
+         graph.tensors[static_cast<size_t>(graph.operators[kTranspose]->outputs[0])]->shape[1]++;
+       }},
+      {"too large", [](auto& graph, auto&) { graph.tensors[0]->shape[1] = INT32_MAX; }},
+      {"dimension below 1", [](auto& graph, auto&) { graph.tensors[0]->shape[2] = 0; }},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.reason);
+    ModelWriter writer = EveryOperatorModel();
+    test.change(*writer.model.subgraphs[0], writer.model);
+    EXPECT_FALSE(TryContainer(engine::WriteContainer(PackedModel(writer.Bytes(), kHeads[0]))));
+    EXPECT_NE(std::string(zdl::DlSystem::getLastErrorString()).find(test.reason), std::string::npos)
         << zdl::DlSystem::getLastErrorString();
   }
 }

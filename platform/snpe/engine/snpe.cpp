@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
+#include <memory>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "DlContainer/IDlContainer.hpp"
 #include "SNPE/SNPEBuilder.hpp"

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "engine/bounds.h"
 #include "engine/error.h"
@@ -330,15 +332,11 @@ class Reader {
 
 Graph ReadTflite(std::span<const uint8_t> bytes) {
   Require(bytes.size() <= kMaxModelBytes, "the model is too large");
-  // Tables are read in place, and a file in memory may lie anywhere: a copy is aligned for every scalar.
-  std::vector<uint64_t> aligned((bytes.size() + 16 + sizeof(uint64_t) - 1) / sizeof(uint64_t));
-  auto* start = reinterpret_cast<uint8_t*>(aligned.data());
-  start += (16 - reinterpret_cast<uintptr_t>(start) % 16) % 16;
-  std::copy(bytes.begin(), bytes.end(), start);
-
-  flatbuffers::Verifier verifier(start, bytes.size());
-  Require(bytes.size() >= 8 && tflite::VerifyModelBuffer(verifier), "not a TensorFlow Lite model, or a damaged one");
-  return Reader(*tflite::GetModel(start)).Read();
+  // Tables are read in place, and the caller's bytes may lie anywhere: a copy on the heap is aligned for every scalar.
+  const std::vector<uint8_t> model(bytes.begin(), bytes.end());
+  flatbuffers::Verifier verifier(model.data(), model.size());
+  Require(model.size() >= 8 && tflite::VerifyModelBuffer(verifier), "not a TensorFlow Lite model, or a damaged one");
+  return Reader(*tflite::GetModel(model.data())).Read();
 }
 
 }  // namespace pexo::engine

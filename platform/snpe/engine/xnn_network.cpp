@@ -1,6 +1,7 @@
 #include "engine/xnn_network.h"
 
 #include <string>
+#include <utility>
 
 #include "engine/bounds.h"
 #include "engine/error.h"

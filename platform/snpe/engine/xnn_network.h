@@ -4,8 +4,10 @@
 
 #include <xnnpack.h>
 
+#include <cstddef>
 #include <memory>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include "engine/graph.h"

@@ -39,17 +39,16 @@ void TakeUntil(Clock::time_point end) {
 }  // namespace
 
 // The pipeline's call of the blur comes here (the linker's --wrap), so that the blur can take a set time too.
-extern "C" void PexoRealComposeBackgroundBlur(
+extern "C" bool RealCompose(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) __asm__(
+    "__real__ZN4pexo24TryComposeBackgroundBlurERK8QmxImageRS0_S2_f");
+extern "C" bool TimedCompose(
     const QmxImage& frame, QmxImage& output, const QmxImage& mask,
-    float blur_strength) __asm__("__real__ZN4pexo21ComposeBackgroundBlurERK8QmxImageRS0_S2_f");
-extern "C" void PexoTimedComposeBackgroundBlur(
-    const QmxImage& frame, QmxImage& output, const QmxImage& mask,
-    float blur_strength) __asm__("__wrap__ZN4pexo21ComposeBackgroundBlurERK8QmxImageRS0_S2_f");
-extern "C" void PexoTimedComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
-                                               float blur_strength) {
+    float blur_strength) __asm__("__wrap__ZN4pexo24TryComposeBackgroundBlurERK8QmxImageRS0_S2_f");
+extern "C" bool TimedCompose(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
   const auto end = Clock::now() + least_blur_time;
-  PexoRealComposeBackgroundBlur(frame, output, mask, blur_strength);
+  const bool composed = RealCompose(frame, output, mask, blur_strength);
   if (least_blur_time.count() > 0) TakeUntil(end);
+  return composed;
 }
 
 namespace pexo::bench {

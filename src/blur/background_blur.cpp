@@ -122,18 +122,21 @@ void RestoreBottomCorners(const QmxImage& frame, const QmxImage& output) {
 }  // namespace
 
 void ComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
-  if (frame.width % 8 != 0 || frame.height % 8 != 0) {
-    ComposeBackgroundBlurUnaligned(frame, output, mask, blur_strength);
-  } else {
-    ComposeBackgroundBlurAligned(frame, output, mask, blur_strength);
-  }
+  static_cast<void>(TryComposeBackgroundBlur(frame, output, mask, blur_strength));
 }
 
-void ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
+bool TryComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
+  if (frame.width % 8 != 0 || frame.height % 8 != 0) {
+    return ComposeBackgroundBlurUnaligned(frame, output, mask, blur_strength);
+  }
+  return ComposeBackgroundBlurAligned(frame, output, mask, blur_strength);
+}
+
+bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
   const int width = frame.width;
   const int height = frame.height;
   if (width < 8 || height < 8) {
-    return;
+    return false;
   }
   const int radius = BoxRadius(static_cast<float>(static_cast<double>(blur_strength) + 0.1));
   const int scale = width == 1920 || height == 1920 ? 4 : 2;
@@ -141,13 +144,13 @@ void ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const
 
   SmallFrame small_frame(width / scale, height / scale, frame.format);
   if (!small_frame.valid()) {
-    return;
+    return false;
   }
   const QmxImage& small = small_frame.image();
   Scratch scratch;
   AlignedPlanes(&scratch, frame, small, !mask_fits, radius);
   if (!scratch.Allocate()) {
-    return;
+    return false;
   }
   AlignedPlanes planes(&scratch, frame, small, !mask_fits, radius);
 
@@ -172,6 +175,7 @@ void ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const
                     frame.plane[0] + y * frame.stride[0], mask_rows + y * width, width);
   }
   RestoreBottomCorners(frame, output);
+  return true;
 }
 
 }  // namespace pexo

@@ -12,19 +12,25 @@ namespace pexo {
 // blur_strength: 1.5 in this library; the box radius that follows from it is at least 0.
 //
 // luma = (blurred * (255 - mask) + frame * mask) >> 8. Stateless: calls on different frames may run at once. When
-// memory runs out it returns early and the output keeps what it held or had been written by then.
+// memory runs out it returns early and the output keeps what it held.
 //
 // Frames whose width and height are multiples of 8 take the aligned variant, all others the unaligned one.
 void ComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
 
+// The same, and tells whether it was done; false when memory ran out, and then nothing has been written.
+[[nodiscard]] bool TryComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+                                            float blur_strength);
+
+// The two variants answer as TryComposeBackgroundBlur does.
+
 // Resamples with the image library, at a half of the frame's size, or a quarter when a side has 1920 pixels. The mask's
 // rows must be tightly packed. The two bottom corners, 4x4 pixels each, keep the frame's own pixels.
-void ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
+bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
 
 // Resamples with the filters of plane_filters.h, at a quarter of the frame's size, and smooths the mask first. Where
 // the doubled quarter does not reach (sizes that do not divide by 4) the luma repeats the nearest blurred pixel and the
 // chroma keeps the frame's; a frame below 4 pixels in either direction has no quarter and stays sharp.
-void ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
+bool ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
 
 }  // namespace pexo
 

@@ -206,11 +206,11 @@ void WriteChroma(const QmxImage& frame, const QmxImage& output, const FrameSize&
 
 }  // namespace
 
-void ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+bool ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
                                     float blur_strength) {
   const FrameSize size{frame.width, frame.height};
   if (size.width < 2 || size.height < 2 || mask.width < 1 || mask.height < 1) {
-    return;
+    return false;
   }
   // A quarter of the strength, four times: the product in single precision, the rest in double.
   const float quarter_strength = blur_strength * 0.25f;
@@ -220,7 +220,7 @@ void ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, con
   Scratch scratch;
   UnalignedStages(&scratch, frame, mask, size, route, radius);
   if (!scratch.Allocate()) {
-    return;
+    return false;
   }
   UnalignedStages stages(&scratch, frame, mask, size, route, radius);
 
@@ -238,6 +238,7 @@ void ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, con
       break;
   }
   WriteChroma(frame, output, size, &stages.chroma);
+  return true;
 }
 
 }  // namespace pexo

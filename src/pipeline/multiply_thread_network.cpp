@@ -42,6 +42,7 @@ int32_t MultiplyThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
   }
   post_ms += ElapsedMilliseconds(shape_start, WallClock());
   execute_time = result.elapsed_ms + pre_ms + post_ms;
+  Recycle(turn.result);
   return kNetworkOk;
 }
 

@@ -25,8 +25,9 @@ int32_t SequenceThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
   if (turn.stopped) return kNetworkFailed;
   frames.Exchange(turn.result, std::move(entry));
   if (turn.result != nullptr) {
-    ConvertImage(frame, turn.result->frame);
+    ConvertImage(frame, turn.result->picture());
     ConvertImage(output, turn.result->mask);
+    Recycle(turn.result);
   }
   return kNetworkOk;
 }
@@ -58,10 +59,11 @@ void SequenceThreadNetwork::BlurThread() {
 
 uint32_t SequenceThreadNetwork::BlurFrame(ThreadData& entry) {
   const timeval start = WallClock();
-  Image blurred;
-  AllocImage(blurred, entry.frame.width, entry.frame.height, entry.frame.format);
-  ComposeBackgroundBlur(entry.frame, blurred, entry.mask, kBlurStrength);
-  ConvertImage(entry.frame, blurred);
+  if (entry.composite.plane[0] == nullptr) {
+    AllocImage(entry.composite, entry.frame.width, entry.frame.height, entry.frame.format);
+  }
+  entry.composed = TryComposeBackgroundBlur(entry.frame, entry.composite, entry.mask, kBlurStrength);
+  if (!entry.composed) PEXO_LOG("Fail to blur in thread!");
   entry.elapsed_ms += ElapsedMilliseconds(start, WallClock());
   execute_time = entry.elapsed_ms;
   return kFinished;

@@ -15,4 +15,10 @@ int32_t ThreadData::FreeImages() {
   return 0;
 }
 
+void ThreadData::Reset() {
+  state = kSubmitted;
+  claimed = failed = composed = false;
+  worker = nullptr;
+}
+
 }  // namespace pexo

@@ -14,6 +14,10 @@ namespace {
 
 constexpr int32_t kInsertFailed = 5;
 
+bool SameSize(const QmxImage& a, const QmxImage& b) {
+  return a.width == b.width && a.height == b.height;
+}
+
 }  // namespace
 
 int32_t ThreadPipeline::InsertNetworkMacro(const std::string& path) try {
@@ -33,6 +37,7 @@ int32_t ThreadPipeline::Init() {
 
 int32_t ThreadPipeline::Uninit() {
   StopThreads();
+  spare_.reset();
   for (const auto& network : networks) network->Uninit();
   return frames.FreeImages() == 0 ? kNetworkOk : kNetworkFailed;
 }
@@ -72,15 +77,19 @@ void ThreadPipeline::RunWorker(uint32_t from_state, uint32_t state_after_excepti
 }
 
 ThreadPipeline::Entry ThreadPipeline::MakeEntry(const QmxImage& frame, const FrameParams& params,
-                                                const QmxImage& output) const {
-  auto entry = std::make_shared<ThreadData>();
+                                                const QmxImage& output) {
+  Entry entry = std::exchange(spare_, nullptr);
+  if (entry == nullptr || !SameSize(entry->frame, frame) || !SameSize(entry->mask, output)) {
+    entry = std::make_shared<ThreadData>();
+    entry->frame = qmxImageCreate(frame.width, frame.height, kFormatNv21);
+    entry->mask = qmxImageCreate(output.width, output.height, kFormatGray8);
+    if (entry->frame.plane[0] == nullptr || entry->mask.plane[0] == nullptr) throw std::bad_alloc();
+  }
+  entry->Reset();
   entry->params = params;
   const timeval start = WallClock();
   entry->model_image = networks.front()->MakeModelImage(frame, params);
   entry->elapsed_ms = ElapsedMilliseconds(start, WallClock());
-  entry->frame = qmxImageCreate(frame.width, frame.height, kFormatNv21);
-  entry->mask = qmxImageCreate(output.width, output.height, kFormatGray8);
-  if (entry->frame.plane[0] == nullptr || entry->mask.plane[0] == nullptr) throw std::bad_alloc();
   ConvertImage(entry->frame, frame);
   return entry;
 }

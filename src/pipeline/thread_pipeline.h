@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "network/network.h"
@@ -45,14 +46,21 @@ class ThreadPipeline : public Network {
   // answers. An exception is logged, marks the frame as failed and hands it on in `state_after_exception`.
   void RunWorker(uint32_t from_state, uint32_t state_after_exception, const std::function<uint32_t(ThreadData&)>& step);
 
-  // A record for the caller's frame: its copy, the model image of the first worker, the time that made them.
-  [[nodiscard]] Entry MakeEntry(const QmxImage& frame, const FrameParams& params, const QmxImage& output) const;
+  // A record for the caller's frame: its copy, the model image of the first worker, the time that made it. Takes the
+  // spare record where its sizes fit. Throws std::bad_alloc.
+  [[nodiscard]] Entry MakeEntry(const QmxImage& frame, const FrameParams& params, const QmxImage& output);
+
+  // Keeps a record that was handed back, and with it some megabytes that need not be allocated anew for each frame.
+  void Recycle(Entry entry) { spare_ = std::move(entry); }
 
   // Hands a frame's model image to a network and runs it; failures are logged.
   static void PredictEntry(Network& worker, ThreadData& entry);
 
   FramesInFlight frames;
   std::vector<std::thread> threads;
+
+ private:
+  Entry spare_;
 };
 
 // The mask of a frame that has none: the whole picture counts as person.

@@ -272,6 +272,27 @@ TEST_F(KernelTiers, LongRowsToo) {
   }
 }
 
+// The 16-bit reciprocals, for every sum that a window can have.
+TEST_F(KernelTiers, BoxMeansAreExactForEverySum) {
+  constexpr int kWidth = 64;
+  for (int radius = 1; radius <= kMaxNarrowBoxRadius; ++radius) {
+    const int window = 2 * radius + 1;
+    for (int sum = 0; sum <= 255 * window * window; ++sum) {
+      // One column in each window carries the whole sum.
+      uint16_t sums[kWidth + 2 * kMaxNarrowBoxRadius] = {};
+      for (int i = 0; i < kWidth + 2 * radius; i += window) {
+        sums[i] = static_cast<uint16_t>(sum);
+      }
+      const uint32_t mean =
+          ((1u << 21) + static_cast<uint32_t>(sum) * ((1u << 22) / static_cast<uint32_t>(window * window))) >> 22;
+      uint8_t expected[kWidth], actual[kWidth];
+      std::memset(expected, static_cast<int>(mean), kWidth);
+      Kernels().mean_of_sums(actual, sums, kWidth, radius);
+      ASSERT_EQ(std::memcmp(expected, actual, kWidth), 0) << "radius " << radius << " sum " << sum;
+    }
+  }
+}
+
 TEST_F(KernelTiers, TheBestOneIsChosenAtLoad) {
   EXPECT_FALSE(ForceKernelTier(static_cast<KernelTier>(99)));
 #if defined(__x86_64__)

@@ -48,15 +48,15 @@ class BlurredLuma {
   Upsample2Rows<Upsample2Rows<BoxRows<BoxRows<Downsample4Rows>>>> full_;
 };
 
-// The two chroma halves of the frame at a quarter of the frame's size. Both are made together; one may run ahead of the
-// other by the row that an upsampler looks down.
+// The two chroma halves of the frame at a quarter of the frame's size. Both are made together, and their users ask for
+// the same rows in turn.
 class QuarterChroma {
  public:
   QuarterChroma(Scratch* scratch, const QmxImage& frame, const FrameSize& size, int depth)
       : frame_(frame.plane[1], frame.stride[1]),
         pairs_(size.half_width()),
         width_(size.quarter_width()),
-        halves_{RowRing(scratch, depth + 1, width_), RowRing(scratch, depth + 1, width_)},
+        halves_{RowRing(scratch, depth, width_), RowRing(scratch, depth, width_)},
         split_{scratch->Take(static_cast<size_t>(pairs_)), scratch->Take(static_cast<size_t>(pairs_)),
                scratch->Take(static_cast<size_t>(pairs_)), scratch->Take(static_cast<size_t>(pairs_))} {}
 

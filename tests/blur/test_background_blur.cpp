@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "tests/blur/naive_blur.h"
 #include "tests/blur/plain_image_library.h"
@@ -82,6 +83,56 @@ TEST(BackgroundBlur, ExactAtCameraSizes) {
     for (const Size& mask_size : {size, Size{128, 128}}) {
       const TestImage mask(mask_size.width, mask_size.height, QMX_FORMAT_GRAY8, 8);
       ExpectExact(frame, mask, kStrength);
+    }
+  }
+}
+
+// Memory as malloc left it: for valgrind, which sees bytes that nobody wrote when the results are compared.
+TEST(BackgroundBlur, ExactOnAnUntouchedHeap) {
+  for (int width = 2; width <= 66; width += 4) {
+    for (const int height : {2, 4, 6, 10, 32, 66}) {
+      for (const Size& size : {Size{width, height}, Size{width + 2, height + height % 8}}) {
+        const TestImage frame(size.width, size.height, QMX_FORMAT_NV21, 5);
+        for (const Size& mask_size : MaskSizes(size.width, size.height)) {
+          const TestImage mask(mask_size.width, mask_size.height, QMX_FORMAT_GRAY8, 6);
+          TestImage output(size.width, size.height, QMX_FORMAT_NV21, 1);
+          TestImage expected(size.width, size.height, QMX_FORMAT_NV21, 2);
+          ComposeBackgroundBlur(frame.image(), output.image(), mask.image(), kStrength);
+          testing::NaiveBackgroundBlur(frame.image(), expected.image(), mask.image(), kStrength);
+          ASSERT_TRUE(output.SameBytes(expected)) << size.width << "x" << size.height;
+        }
+      }
+    }
+  }
+}
+
+TEST(BackgroundBlur, StaysInsideItsPlanes) {
+  testing::GuardedBytes guards[5] = {testing::GuardedBytes(1), testing::GuardedBytes(1), testing::GuardedBytes(1),
+                                     testing::GuardedBytes(1), testing::GuardedBytes(1)};
+  for (int width = 2; width <= 66; width += 2) {
+    for (int height = 2; height <= 66; height += 2) {
+      for (const bool upper_edge : {false, true}) {
+        for (const Size& mask_size : MaskSizes(width, height)) {
+          // Every plane touches an unreadable page.
+          const auto place = [&](int guard, const TestImage& from, int plane) {
+            const QmxImage& image = from.image();
+            const size_t rows = static_cast<size_t>(plane == 0 ? image.height : image.height / 2);
+            const size_t bytes = rows * static_cast<size_t>(image.width);
+            uint8_t* to = guards[guard].AtEdge(bytes, upper_edge);
+            std::memcpy(to, image.plane[plane], bytes);
+            return to;
+          };
+          const TestImage picture(width, height, QMX_FORMAT_NV21, 5);
+          const TestImage mask_picture(mask_size.width, mask_size.height, QMX_FORMAT_GRAY8, 6);
+          QmxImage frame = picture.image(), output = picture.image(), mask = mask_picture.image();
+          frame.plane[0] = place(0, picture, 0);
+          frame.plane[1] = place(1, picture, 1);
+          output.plane[0] = place(2, picture, 0);
+          output.plane[1] = place(3, picture, 1);
+          mask.plane[0] = place(4, mask_picture, 0);
+          ComposeBackgroundBlur(frame, output, mask, kStrength);
+        }
+      }
     }
   }
 }

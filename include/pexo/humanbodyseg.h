@@ -93,7 +93,8 @@ HUMANBODYSEG_API int32_t pexoHumanBodySegInit(HumanBodySegHandle* handle);
  * frame of two calls before; the first two calls leave it untouched. Frames of one handle must come from one thread at
  * a time.
  * HUMANBODYSEG_OK; HUMANBODYSEG_ERR_NULL: null handle or image, or not initialised; HUMANBODYSEG_ERR_PARAM: mask of
- * another size, odd width or height, or, with effect 1, a width that is no multiple of 8 when the effect applies;
+ * another size, odd width or height, no planes, or, with effect 1, a width that is no multiple of 8 when the effect
+ * applies;
  * HUMANBODYSEG_ERR_UNSUPPORTED: effect mode not 1, 2 or 3; HUMANBODYSEG_ERR_FAILED: out of memory or an exception;
  * 2 also when the network failed on the frame (effect 3). */
 HUMANBODYSEG_API int32_t pexoHumanBodySegProcess(HumanBodySegHandle* handle, struct QmxImage* image,

@@ -41,6 +41,12 @@ void operator delete(void* memory) noexcept {
 void operator delete[](void* memory) noexcept {
   std::free(memory);
 }
+void operator delete(void* memory, const std::nothrow_t&) noexcept {  // after a constructor that throws
+  std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }

@@ -3,10 +3,10 @@
 
 #include <memory>
 
-#include "common/log.h"
 #include "snpe/snpe_helper.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/silence.h"
 
 namespace pexo {
 namespace {
@@ -72,9 +72,8 @@ TEST(SnpeHelper, BuildsTheSameFromAModelInMemory) {
 
 TEST(SnpeHelper, IsSilentBelowLogLevelOne) {
   fake::SetEngine({.builds = false});
-  log_level = 0;
+  const Silence silence;
   EXPECT_EQ(LogLines([] { snpe_helper(kDsp, "m.dlc"); }), Lines{});
-  log_level = 1;
 }
 
 TEST(SnpeHelper, ListsFiveRuntimesAndNeverTheSixth) {

@@ -32,6 +32,7 @@ Engine Current() {
 template <typename... Parts>
 void Record(const Parts&... parts) {
   std::ostringstream line;
+  line.exceptions(std::ios::badbit);  // lets std::bad_alloc through
   (line << ... << parts);
   const std::lock_guard lock(state_mutex);
   state_calls.push_back(line.str());
@@ -93,6 +94,7 @@ struct BufferFactory : zdl::DlSystem::IUserBufferFactory {
     buffer->bytes = bytes;
     buffer->strides = strides;
     std::ostringstream text;
+    text.exceptions(std::ios::badbit);
     text << "createUserBuffer " << BlockName(memory) << ' ' << bytes << " [";
     for (size_t i = 0; i < strides.rank(); ++i) text << (i == 0 ? "" : " ") << strides[i];
     if (const auto* const tf = dynamic_cast<zdl::DlSystem::UserBufferEncodingTfN*>(encoding)) {

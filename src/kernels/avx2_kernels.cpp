@@ -89,6 +89,33 @@ struct Avx2 {
                         WeightedSum(_mm256_unpackhi_epi8(rest, mask), _mm256_unpackhi_epi8(b, s)));
   }
 
+  // The low four bits pick a byte in each of the table's 16 rows, the high four bits the row, one bit after the other.
+  class Table {
+   public:
+    explicit Table(const uint8_t* table) {
+      for (int i = 0; i < 16; ++i) {
+        rows_[i] = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table + 16 * i)));
+      }
+    }
+    U8 operator()(U8 v) const {
+      const U8 low = And(v, Splat(15));
+      const U8 bit4 = _mm256_slli_epi16(v, 3), bit5 = _mm256_slli_epi16(v, 2), bit6 = _mm256_slli_epi16(v, 1);
+      U8 pair[8];
+      for (int i = 0; i < 8; ++i) {
+        const U8 even = _mm256_shuffle_epi8(rows_[2 * i], low);
+        pair[i] = _mm256_blendv_epi8(even, _mm256_shuffle_epi8(rows_[2 * i + 1], low), bit4);
+      }
+      const U8 first = _mm256_blendv_epi8(_mm256_blendv_epi8(pair[0], pair[1], bit5),
+                                          _mm256_blendv_epi8(pair[2], pair[3], bit5), bit6);
+      const U8 second = _mm256_blendv_epi8(_mm256_blendv_epi8(pair[4], pair[5], bit5),
+                                           _mm256_blendv_epi8(pair[6], pair[7], bit5), bit6);
+      return _mm256_blendv_epi8(first, second, v);
+    }
+
+   private:
+    U8 rows_[16];
+  };
+
  private:
   // From the order that packing within the halves leaves.
   static U8 InOrder(U8 v) { return _mm256_permute4x64_epi64(v, 0xd8); }

@@ -44,6 +44,7 @@ struct KernelTable {
   void (*decode_soft_scores)(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi);
   void (*compare_scores)(const uint8_t* foreground, const uint8_t* background, int count, uint8_t* mask);
   int (*count_foreground)(const uint8_t* mask, int count);
+  void (*apply_table)(uint8_t* pixels, int count, const uint8_t* table);
 };
 
 // The table in use, filled once while the library loads with the best tier the processor has. Read-only afterwards, so

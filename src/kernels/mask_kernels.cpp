@@ -33,9 +33,7 @@ int CountForeground(const uint8_t* mask, int count) {
 }
 
 void ApplyTable(uint8_t* pixels, int count, const uint8_t* table) {
-  for (int i = 0; i < count; ++i) {
-    pixels[i] = table[pixels[i]];
-  }
+  Kernels().apply_table(pixels, count, table);
 }
 
 }  // namespace pexo

@@ -107,6 +107,12 @@ int CountForeground(const uint8_t* mask, int count) {
   return foreground;
 }
 
+void ApplyTable(uint8_t* pixels, int count, const uint8_t* table) {
+  for (int i = 0; i < count; ++i) {
+    pixels[i] = table[pixels[i]];
+  }
+}
+
 }  // namespace
 
 void FillScalarKernels(KernelTable* table) {
@@ -121,7 +127,8 @@ void FillScalarKernels(KernelTable* table) {
             .blend_towards_grey = BlendTowardsGrey,
             .decode_soft_scores = DecodeSoftScores,
             .compare_scores = CompareScores,
-            .count_foreground = CountForeground};
+            .count_foreground = CountForeground,
+            .apply_table = ApplyTable};
 }
 
 }  // namespace pexo

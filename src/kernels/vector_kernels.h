@@ -2,6 +2,8 @@
 // unnamed namespace and instantiates these with it, so that nothing compiled for a newer processor can be merged with
 // another file's code.
 //
+// V::Table, a lookup of 256 bytes, may be missing where the instruction set has no byte shuffle.
+//
 // V::kBytes lanes of 8 bits make a V::U8, half as many of 16 bits a V::U16. Rows shorter than a block go to the tier
 // below; the last, partial block of a longer row is one that ends with the row and does some pixels again.
 #ifndef PEXO_KERNELS_VECTOR_KERNELS_H_
@@ -53,6 +55,9 @@ class VectorKernels {
     table->decode_soft_scores = DecodeSoftScores;
     table->compare_scores = CompareScores;
     table->count_foreground = CountForeground;
+    if constexpr (requires { typename V::Table; }) {
+      table->apply_table = ApplyTable;
+    }
   }
 
  private:
@@ -291,6 +296,16 @@ class VectorKernels {
       foreground += V::SumOfLanes(lanes);
     }
     return foreground + below_.count_foreground(mask + x, count - x);
+  }
+
+  static void ApplyTable(uint8_t* pixels, int count, const uint8_t* table) {
+    // Below a few blocks loading the table costs more than it saves.
+    if (count < 256) {
+      below_.apply_table(pixels, count, table);
+      return;
+    }
+    const typename V::Table lookup(table);
+    ForBlocksInPlace(pixels, count, [&](int x) { return lookup(V::Load(pixels + x)); });
   }
 
   inline static KernelTable below_{};

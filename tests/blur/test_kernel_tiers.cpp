@@ -149,6 +149,16 @@ const std::vector<Job>& Jobs() {
          RunRows(c,
                  [&](int y) { CompareScores(c.source[0].Row(y), c.source[1].Row(y), c.width, c.destination.Row(y)); });
        }},
+      {"ApplyTable", 1,
+       [](int, int) {
+         return std::pair{256, 1};
+       },
+       [](int w, int h) {
+         return std::pair{4 * w, h};
+       },
+       [](const Case& c) {
+         RunRows(c, [&](int y) { ApplyTable(c.destination.Row(y), 4 * c.width, c.source[0].data); });
+       }},
       {"CountForeground", 1, Same,
        [](int, int h) {
          return std::pair{4, h};

@@ -19,8 +19,8 @@ class SmallFrame {
   SmallFrame(const SmallFrame&) = delete;
   SmallFrame& operator=(const SmallFrame&) = delete;
 
-  bool valid() const { return image_.plane[0] != nullptr && image_.plane[1] != nullptr; }
-  const QmxImage& image() const { return image_; }
+  [[nodiscard]] bool valid() const { return image_.plane[0] != nullptr && image_.plane[1] != nullptr; }
+  [[nodiscard]] const QmxImage& image() const { return image_; }
 
   void ResizeFrom(QmxImage frame) {
     // Resampling does not care which byte of a pair comes first, but the library scales only one of the two orders.

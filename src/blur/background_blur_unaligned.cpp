@@ -16,11 +16,11 @@ constexpr int kMaskRadius = 2;
 struct FrameSize {
   int width;
   int height;
-  int half_width() const { return width / 2; }
-  int half_height() const { return height / 2; }
-  int quarter_width() const { return width / 4; }
-  int quarter_height() const { return height / 4; }
-  bool has_quarter() const { return width >= 4 && height >= 4; }
+  [[nodiscard]] int half_width() const { return width / 2; }
+  [[nodiscard]] int half_height() const { return height / 2; }
+  [[nodiscard]] int quarter_width() const { return width / 4; }
+  [[nodiscard]] int quarter_height() const { return height / 4; }
+  [[nodiscard]] bool has_quarter() const { return width >= 4 && height >= 4; }
 };
 
 // Frame luma -> quarter -> box -> box -> half -> full size, a strip at a time.
@@ -96,7 +96,7 @@ class BlurredChromaHalf {
   struct Half {
     QuarterChroma* quarter;
     int half;
-    const uint8_t* Row(int y) { return quarter->Row(half, y); }
+    [[nodiscard]] const uint8_t* Row(int y) const { return quarter->Row(half, y); }
   };
 
   Half source_;

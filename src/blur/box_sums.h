@@ -50,7 +50,7 @@ class BoxSums {
   void Emit(uint8_t* destination);
 
  private:
-  bool narrow() const;
+  [[nodiscard]] bool narrow() const;
   void Clear();
   void AddRow(const uint8_t* row, uint32_t weight);
   void Slide(const uint8_t* entering, const uint8_t* leaving);

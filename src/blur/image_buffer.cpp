@@ -65,7 +65,7 @@ void ImageBufferCreate(ImageBuffer* buffer, uint32_t rows, uint32_t cols, int32_
   buffer->elem_size = layout.elem_size;
   buffer->channels = layout.channels;
   // A 32-bit signed product, widened afterwards: one that overflows into the negative asks for more than there is.
-  const int32_t bytes = static_cast<int32_t>(rows * cols * layout.elem_size * layout.channels);
+  const auto bytes = static_cast<int32_t>(rows * cols * layout.elem_size * layout.channels);
   buffer->data = AllocateAligned(static_cast<size_t>(bytes));
   buffer->step = cols * layout.channels * layout.elem_size;
   buffer->owns_data = 1;

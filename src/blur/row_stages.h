@@ -21,7 +21,7 @@ namespace pexo {
 class PlaneRows {
  public:
   PlaneRows(const uint8_t* data, int step) : data_(data), step_(step) {}
-  const uint8_t* Row(int y) const { return data_ + static_cast<ptrdiff_t>(y) * step_; }
+  [[nodiscard]] const uint8_t* Row(int y) const { return data_ + static_cast<ptrdiff_t>(y) * step_; }
 
  private:
   const uint8_t* data_;
@@ -37,7 +37,7 @@ class RowRing {
   explicit RowRing(const ImageBuffer& plane)
       : memory_(plane.data), depth_(static_cast<int>(plane.rows)), step_(static_cast<ptrdiff_t>(plane.step)) {}
 
-  uint8_t* Slot(int y) const { return memory_ + static_cast<ptrdiff_t>(y % depth_) * step_; }
+  [[nodiscard]] uint8_t* Slot(int y) const { return memory_ + static_cast<ptrdiff_t>(y % depth_) * step_; }
 
  private:
   uint8_t* memory_;

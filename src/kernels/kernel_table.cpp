@@ -48,7 +48,7 @@ bool KernelTierAvailable(KernelTier tier) {
       return true;
     case KernelTier::kAvx2:
       __builtin_cpu_init();  // this runs before the constructor that would do it
-      return __builtin_cpu_supports("avx2") != 0;
+      return static_cast<bool>(__builtin_cpu_supports("avx2"));
 #elif defined(__aarch64__)
     case KernelTier::kNeon:
       return true;

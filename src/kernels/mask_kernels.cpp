@@ -22,7 +22,7 @@ void ShiftUpLeft(uint8_t* plane, int width, int height) {
   if (width < 2) {
     return;
   }
-  const size_t step = static_cast<size_t>(width);
+  const auto step = static_cast<size_t>(width);
   for (int row = 0; row < height - 1; ++row, plane += step) {
     std::memcpy(plane, plane + step + 1, step - 1);
   }

@@ -65,7 +65,10 @@ struct Neon {
     *even = pairs.val[0];
     *odd = pairs.val[1];
   }
-  static void StorePairs(uint8_t* p, U8 even, U8 odd) { vst2q_u8(p, uint8x16x2_t{{even, odd}}); }
+  static void StorePairs(uint8_t* p, U8 even, U8 odd) {
+    const uint8x16x2_t pairs = {{even, odd}};
+    vst2q_u8(p, pairs);
+  }
 
   static U8 Blend(U8 blurred, U8 sharp, U8 mask) {
     const U8 rest = vmvnq_u8(mask);

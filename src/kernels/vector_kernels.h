@@ -241,7 +241,7 @@ class VectorKernels {
   // value * 128 / divisor for values up to the divisor, 2 to 255: `factor` is 2^(16 + shift) / divisor rounded up, and
   // with values below 2^15 the error it brings stays below one part of the divisor.
   struct Of128 {
-    explicit Of128(int divisor) : limit(V::Splat(static_cast<uint8_t>(divisor))), shift(0) {
+    explicit Of128(int divisor) : limit(V::Splat(static_cast<uint8_t>(divisor))) {
       while ((2 << shift) < divisor) {
         ++shift;
       }
@@ -255,7 +255,7 @@ class VectorKernels {
     }
     U8 limit;
     U16 factor;
-    int shift;
+    int shift = 0;
   };
 
   static void DecodeSoftScores(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi) {

@@ -118,6 +118,8 @@ TEST(PortraitInput, WhatIsNoPictureIsNamedAndNothingIsWritten) {
   EXPECT_EQ(WrongWithReport(workplace.Portrait({"--quiet", ".", "out.png"}), 1, ".: "), "");
   EXPECT_EQ(WrongWithReport(workplace.Portrait({"--quiet", "line\nbreak", "out.png"}), 1, "line?break"), "");
   EXPECT_EQ(workplace.Files(), Files{"in.dat"});
+  std::filesystem::resize_file(workplace / "in.dat", std::uintmax_t{3} << 30);
+  EXPECT_EQ(WrongWithReport(workplace.Portrait({"--quiet", "in.dat", "out.png"}), 1, "too large"), "");
 }
 
 TEST(PortraitOutput, IsReplacedWholeOrNotAtAll) {

@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "failure.h"
@@ -20,7 +22,8 @@ std::vector<uint8_t> ReadFile(const std::string& path) {
   const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
   // A folder opens, but says that it is endless.
   if (size < 0 || size >= INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE) {
-    const int reason = errno != 0 ? errno : size < 0 ? EIO : EISDIR;
+    std::error_code ignored;
+    const int reason = errno != 0 ? errno : std::filesystem::is_directory(path, ignored) ? EISDIR : EFBIG;
     throw Failure(path + ": cannot be read: " + std::strerror(reason));
   }
   std::vector<uint8_t> bytes(static_cast<std::size_t>(size));

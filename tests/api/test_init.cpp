@@ -115,16 +115,16 @@ TEST(Init, LeavesAnEarlierNetworkBehind) {
   }
 }
 
-TEST(Init, DestroyWithoutUninitLeavesTheNetwork) {
+TEST(Init, DestroyLeavesTheNetworkToUninit) {
   const Silence silence;
   const ModelFile file("model.dlc");
   fake::SetEngine({});
-  std::unique_ptr<Network> network;
-  {
-    const Handle owner(3, 0, file.path());
-    ASSERT_EQ(pexoHumanBodySegInit(owner.handle), 0);
-    network.reset(std::exchange(owner.handle->network, nullptr));
-  }
+  HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
+  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, file.path().c_str());
+  handle->effect_mode = 3;
+  ASSERT_EQ(pexoHumanBodySegInit(handle), 0);
+  const std::unique_ptr<Network> network(handle->network);
+  pexoHumanBodySegDestroy(handle);
   EXPECT_EQ(network->Predict(), 0);
 }
 

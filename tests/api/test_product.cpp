@@ -24,14 +24,13 @@ constexpr int32_t kSide = 256;  // of the models' inputs and outputs
 
 struct Handle {
   explicit Handle(const std::string& path, int32_t effect = HUMANBODYSEG_EFFECT_MASK) {
-    Set(HUMANBODYSEG_PARAM_EFFECT_MODE, effect);
+    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
     pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, path.c_str());
   }
   ~Handle() {
     pexoHumanBodySegUninit(handle);
     pexoHumanBodySegDestroy(handle);
   }
-  void Set(int32_t key, int32_t value) { pexoHumanBodySegSetParam(handle, key, &value); }
 
   HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
 };
@@ -128,36 +127,6 @@ TEST(Product, SmallModelsMaskIsTheLogitOfTheEngineShaped) {
     ASSERT_NEAR(frame.bytes[i], 255 / (1 + std::exp(20.01 - levels[i] * 49.06 / 255)), 0.501) << int{levels[i]};
   }
   EXPECT_GT(Foreground(frame.bytes, levels.size()), 0.1);
-}
-
-TEST(Product, HardMaskAndRotationsFindTheSamePerson) {
-  Handle owner(kBig);
-  ASSERT_EQ(pexoHumanBodySegInit(owner.handle), 0);
-  TestImage soft = Portrait(256, 256), hard = Portrait(256, 256);
-  ASSERT_EQ(pexoHumanBodySegProcess(owner.handle, &soft, nullptr), 0);
-  owner.Set(HUMANBODYSEG_PARAM_LAYOUT_MODE, 1);
-  ASSERT_EQ(pexoHumanBodySegProcess(owner.handle, &hard, nullptr), 0);
-  size_t differing = 0;
-  for (size_t i = 0; i < 256 * 256; ++i) {
-    ASSERT_TRUE(hard.bytes[i] == 0 || hard.bytes[i] == 255);
-    differing += (soft.bytes[i] >= 128) != (hard.bytes[i] >= 128);
-  }
-  EXPECT_LT(differing, 256u * 256 / 50);  // along the outline only
-  // Upside down, and turned upright for the model: the same mask upside down.
-  owner.Set(HUMANBODYSEG_PARAM_LAYOUT_MODE, 0);
-  owner.Set(HUMANBODYSEG_PARAM_ROTATION, 180);
-  const TestImage upright = Portrait(256, 256);
-  TestImage flipped(256, 256, QMX_FORMAT_NV21);
-  for (int y = 0; y < 384; ++y) {
-    const int to = y < 256 ? 255 - y : 639 - y;  // luma rows, chroma rows
-    std::copy_n(upright.bytes.begin() + y * 256, 256, flipped.bytes.begin() + to * 256);
-  }
-  ASSERT_EQ(pexoHumanBodySegProcess(owner.handle, &flipped, nullptr), 0);
-  for (int y = 0; y < 256; ++y) {
-    ASSERT_TRUE(std::equal(soft.bytes.begin() + y * 256, soft.bytes.begin() + (y + 1) * 256,
-                           flipped.bytes.begin() + (255 - y) * 256))
-        << y;
-  }
 }
 
 TEST(Product, FilesThatAreNoModelsAreRefused) {

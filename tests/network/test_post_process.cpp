@@ -46,8 +46,8 @@ TestImage DoubledAndMoved(const TestImage& source) {
 
 TEST(PostProcess, TurnsBackAndScales) {
   const std::pair<uint32_t, int32_t> rotations[] = {
-      {0, 0},   {90, 270}, {180, 180}, {270, 90},         {360, 0},           {45, 0},         {450, 0},
-      {540, 0}, {630, 0},  {720, 0},   {0xFFFFFFA6u, 90}, {0xFFFFFF4Cu, 180}, {0x80000000u, 0}};
+      {0, 0},   {90, 270}, {180, 180}, {270, 90},         {360, 0},           {45, 0},         {450, 0}, {540, 0},
+      {526, 0}, {630, 0},  {720, 0},   {0xFFFFFFA6u, 90}, {0xFFFFFF4Cu, 180}, {0x80000000u, 0}};
   for (const auto& [rotation, back] : rotations) {
     for (const uint32_t output_side : {6u, 8u}) {  // 8 is the input's
       for (const uint32_t layout_mode : {0u, 1u, 2u}) {

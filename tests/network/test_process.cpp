@@ -42,22 +42,6 @@ TEST(Process, TimeIsInSinglePrecisionMilliseconds) {
   EXPECT_EQ(ElapsedMilliseconds({0, 0}, {0, 1}), 1.0f / 1e6f * 1000.0f);
 }
 
-TEST(Process, DefaultsOfANewNetwork) {
-  struct Plain : Network {
-    int32_t Uninit() override { return 0; }
-    int32_t Predict() override { return 0; }
-  } network;
-  QmxImage image{};
-  EXPECT_EQ(network.Init(), 0);
-  EXPECT_EQ(network.SetInput(image), 0);
-  EXPECT_EQ(network.GetOutput(image), 0);
-  EXPECT_EQ(network.layout_mode, 0u);
-  EXPECT_EQ(network.effect_mode, 0u);
-  EXPECT_EQ(network.sigmoid_min, -1.0f);
-  EXPECT_EQ(network.sigmoid_max, 1.0f);
-  EXPECT_TRUE(network.contrast_table.empty());
-}
-
 TEST(FrameParams, IsFourWordsInOrder) {
   EXPECT_EQ(sizeof(FrameParams), 16u);
   EXPECT_EQ(offsetof(FrameParams, layout_mode), 4u);

@@ -1,14 +1,12 @@
 #include "tests/support/fake_snpe.h"
 
 #include <DlContainer/IDlContainer.hpp>
-#include <DlSystem/DlError.hpp>
 #include <SNPE/SNPEBuilder.hpp>
 #include <SNPE/SNPEFactory.hpp>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstring>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -224,25 +222,11 @@ namespace zdl::DlContainer {
 std::unique_ptr<IDlContainer> IDlContainer::open(const DlSystem::String& path) {
   return pexo::fake::Open(path.c_str());
 }
-std::unique_ptr<IDlContainer> IDlContainer::open(const std::string& path) {
-  return pexo::fake::Open(path);
-}
 std::unique_ptr<IDlContainer> IDlContainer::open(const std::vector<uint8_t>& bytes) {
   return pexo::fake::Open(std::to_string(bytes.size()));
 }
-std::unique_ptr<IDlContainer> IDlContainer::open(const uint8_t*, size_t size) {
-  return pexo::fake::Open(std::to_string(size));
-}
 
 }  // namespace zdl::DlContainer
-
-namespace zdl::DlSystem {
-
-const char* getLastErrorString() {
-  return "";
-}
-
-}  // namespace zdl::DlSystem
 
 namespace zdl::SNPE {
 
@@ -290,9 +274,6 @@ bool SNPEFactory::isRuntimeAvailable(DlSystem::Runtime_t runtime) {
 DlSystem::IUserBufferFactory& SNPEFactory::getUserBufferFactory() {
   static pexo::fake::BufferFactory factory;
   return factory;
-}
-DlSystem::Version_t SNPEFactory::getLibraryVersion() {
-  return {};
 }
 
 }  // namespace zdl::SNPE

@@ -10,19 +10,37 @@ cv::Mat Wrap(const uint8_t* data, int width, int height, int channels = 1) {
   return cv::Mat(height, width, CV_8UC(channels), const_cast<uint8_t*>(data));
 }
 
-void BlendInto(const cv::Mat& blurred, const cv::Mat& sharp, const cv::Mat& mask, cv::Mat destination) {
+// What a job allocates on the way; kept from call to call, or not.
+struct Planes {
   cv::Mat rest, background, person;
-  cv::bitwise_not(mask, rest);
-  cv::multiply(blurred, rest, background, 1, CV_16U);
-  cv::multiply(sharp, mask, person, 1, CV_16U);
-  cv::add(background, person, background);
-  background.convertTo(destination, CV_8U, 1.0 / 256, -0.5);
+  cv::Mat once, small, small_chroma, blurred, smooth_mask, full_mask;
+};
+
+Planes& PlanesFor(Buffers buffers, Planes* fresh) {
+  static Planes kept;
+  return buffers == Buffers::kKept ? kept : *fresh;
 }
 
-void BoxTwice(cv::Mat* plane) {
-  cv::Mat once;
-  cv::blur(*plane, once, cv::Size(3, 3), cv::Point(-1, -1), cv::BORDER_REPLICATE);
-  cv::blur(once, *plane, cv::Size(3, 3), cv::Point(-1, -1), cv::BORDER_REPLICATE);
+void BlendInto(const cv::Mat& blurred, const cv::Mat& sharp, const cv::Mat& mask, cv::Mat destination, Planes* planes) {
+  cv::bitwise_not(mask, planes->rest);
+  cv::multiply(blurred, planes->rest, planes->background, 1, CV_16U);
+  cv::multiply(sharp, mask, planes->person, 1, CV_16U);
+  cv::add(planes->background, planes->person, planes->background);
+  planes->background.convertTo(destination, CV_8U, 1.0 / 256, -0.5);
+}
+
+void BoxTwice(Planes* planes) {
+  cv::blur(planes->small, planes->once, cv::Size(3, 3), cv::Point(-1, -1), cv::BORDER_REPLICATE);
+  cv::blur(planes->once, planes->small, cv::Size(3, 3), cv::Point(-1, -1), cv::BORDER_REPLICATE);
+}
+
+// The mask at the frame's size.
+cv::Mat FitMask(const cv::Mat& mask, cv::Size size, Planes* planes) {
+  if (mask.size() == size) {
+    return mask;
+  }
+  cv::resize(mask, planes->full_mask, size, 0, 0, cv::INTER_LINEAR);
+  return planes->full_mask;
 }
 
 }  // namespace
@@ -49,8 +67,9 @@ void Double(const uint8_t* source, int width, int height, uint8_t* destination) 
 
 void Blend(const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask, int width, int height,
            uint8_t* destination) {
+  Planes none;
   BlendInto(Wrap(blurred, width, height), Wrap(sharp, width, height), Wrap(mask, width, height),
-            Wrap(destination, width, height));
+            Wrap(destination, width, height), &PlanesFor(Buffers::kKept, &none));
 }
 
 void SplitPairs(const uint8_t* source, int pairs, int rows, uint8_t* first, uint8_t* second) {
@@ -64,45 +83,39 @@ void MergePairs(const uint8_t* first, const uint8_t* second, int pairs, int rows
   cv::merge(halves, 2, result);
 }
 
-void ComposeAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask) {
+void ComposeAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, Buffers buffers) {
+  Planes fresh;
+  Planes& planes = PlanesFor(buffers, &fresh);
   const cv::Size size(frame.width, frame.height);
   const int scale = frame.width == 1920 || frame.height == 1920 ? 4 : 2;
   const cv::Mat luma = Wrap(frame.plane[0], size.width, size.height);
   const cv::Mat chroma = Wrap(frame.plane[1], size.width / 2, size.height / 2, 2);
-  cv::Mat small, small_chroma, blurred, full_mask = Wrap(mask.plane[0], mask.width, mask.height);
-  cv::resize(luma, small, size / scale, 0, 0, cv::INTER_LINEAR);
-  cv::resize(chroma, small_chroma, chroma.size() / scale, 0, 0, cv::INTER_LINEAR);
-  BoxTwice(&small);
-  cv::resize(small, blurred, size, 0, 0, cv::INTER_LINEAR);
-  if (full_mask.size() != size) {
-    cv::Mat resized;
-    cv::resize(full_mask, resized, size, 0, 0, cv::INTER_LINEAR);
-    full_mask = resized;
-  }
-  BlendInto(blurred, luma, full_mask, Wrap(output.plane[0], size.width, size.height));
+  cv::resize(luma, planes.small, size / scale, 0, 0, cv::INTER_LINEAR);
+  cv::resize(chroma, planes.small_chroma, chroma.size() / scale, 0, 0, cv::INTER_LINEAR);
+  BoxTwice(&planes);
+  cv::resize(planes.small, planes.blurred, size, 0, 0, cv::INTER_LINEAR);
+  BlendInto(planes.blurred, luma, FitMask(Wrap(mask.plane[0], mask.width, mask.height), size, &planes),
+            Wrap(output.plane[0], size.width, size.height), &planes);
   cv::Mat result = Wrap(output.plane[1], size.width / 2, size.height / 2, 2);
-  cv::resize(small_chroma, result, result.size(), 0, 0, cv::INTER_LINEAR);
+  cv::resize(planes.small_chroma, result, result.size(), 0, 0, cv::INTER_LINEAR);
 }
 
-void ComposeUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask) {
+void ComposeUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, Buffers buffers) {
+  Planes fresh;
+  Planes& planes = PlanesFor(buffers, &fresh);
   const cv::Size size(frame.width, frame.height);
   const cv::Mat luma = Wrap(frame.plane[0], size.width, size.height);
   const cv::Mat chroma = Wrap(frame.plane[1], size.width / 2, size.height / 2, 2);
-  cv::Mat quarter, quarter_chroma, blurred, full_mask;
-  cv::blur(Wrap(mask.plane[0], mask.width, mask.height), full_mask, cv::Size(5, 5), cv::Point(-1, -1),
+  cv::blur(Wrap(mask.plane[0], mask.width, mask.height), planes.smooth_mask, cv::Size(5, 5), cv::Point(-1, -1),
            cv::BORDER_REPLICATE);
-  if (full_mask.size() != size) {
-    cv::Mat resized;
-    cv::resize(full_mask, resized, size, 0, 0, cv::INTER_LINEAR);
-    full_mask = resized;
-  }
-  cv::resize(luma, quarter, size / 4, 0, 0, cv::INTER_AREA);
-  cv::resize(chroma, quarter_chroma, size / 4, 0, 0, cv::INTER_AREA);
-  BoxTwice(&quarter);
-  cv::resize(quarter, blurred, size, 0, 0, cv::INTER_LINEAR);
-  BlendInto(blurred, luma, full_mask, Wrap(output.plane[0], size.width, size.height));
+  cv::resize(luma, planes.small, size / 4, 0, 0, cv::INTER_AREA);
+  cv::resize(chroma, planes.small_chroma, size / 4, 0, 0, cv::INTER_AREA);
+  BoxTwice(&planes);
+  cv::resize(planes.small, planes.blurred, size, 0, 0, cv::INTER_LINEAR);
+  BlendInto(planes.blurred, luma, FitMask(planes.smooth_mask, size, &planes),
+            Wrap(output.plane[0], size.width, size.height), &planes);
   cv::Mat result = Wrap(output.plane[1], size.width / 2, size.height / 2, 2);
-  cv::resize(quarter_chroma, result, result.size(), 0, 0, cv::INTER_LINEAR);
+  cv::resize(planes.small_chroma, result, result.size(), 0, 0, cv::INTER_LINEAR);
 }
 
 }  // namespace pexo::bench::opencv

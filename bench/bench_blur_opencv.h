@@ -8,6 +8,9 @@
 
 namespace pexo::bench::opencv {
 
+// Whether a composite's planes are made in each call, as this library makes its own, or kept from call to call.
+enum class Buffers { kPerCall, kKept };
+
 void UseOneThread();
 void Box(const uint8_t* source, int width, int height, uint8_t* destination, int radius);
 // Area resampling by whole factors, and bilinear doubling.
@@ -17,8 +20,8 @@ void Blend(const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask, in
            uint8_t* destination);
 void SplitPairs(const uint8_t* source, int pairs, int rows, uint8_t* first, uint8_t* second);
 void MergePairs(const uint8_t* first, const uint8_t* second, int pairs, int rows, uint8_t* destination);
-void ComposeAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask);
-void ComposeUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask);
+void ComposeAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, Buffers buffers);
+void ComposeUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, Buffers buffers);
 
 }  // namespace pexo::bench::opencv
 

@@ -1,7 +1,9 @@
 // pexoHumanBodySegInit: from parameters to a network that is ready for frames.
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <utility>
 
 #include "api/handle.h"
 #include "common/log.h"
@@ -20,27 +22,21 @@ int32_t RejectDirection() {
   return HUMANBODYSEG_ERR_PARAM;
 }
 
-// Stores a new network in the handle; null when memory is short.
+// A new network, or null and a line in the log when memory is short.
 template <typename Kind, typename... Arguments>
-Kind* Attach(HumanBodySegHandle& handle, Arguments&&... arguments) {
-  Kind* network = nullptr;
-  try {
-    network = new (std::nothrow) Kind(std::forward<Arguments>(arguments)...);
-  } catch (const std::bad_alloc&) {
-    // A member's allocation: the same as no memory for the whole.
-  }
-  handle.network = network;
-  if (network == nullptr) PEXO_LOG("Network is null!");
-  return network;
+std::unique_ptr<Kind> MakeNetwork(Arguments&&... arguments) try {
+  return std::make_unique<Kind>(std::forward<Arguments>(arguments)...);
+} catch (const std::bad_alloc&) {
+  PEXO_LOG("Network is null!");
+  return nullptr;
 }
 
 int32_t InitMaskView(HumanBodySegHandle& handle) {
   if (handle.camera_direction < 0) return RejectDirection();
-  if (Attach<SnpeNetwork>(handle, handle.model_path) == nullptr) return HUMANBODYSEG_ERR_FAILED;
-
-  // A network that cannot be initialised does not stay with the handle.
-  std::unique_ptr<Network> network(handle.network);
+  // An earlier network is dropped as it stands; one that cannot be made or initialised does not stay with the handle.
   handle.network = nullptr;
+  auto network = MakeNetwork<SnpeNetwork>(handle.model_path);
+  if (network == nullptr) return HUMANBODYSEG_ERR_FAILED;
   const int32_t status = network->Init();
   if (status == kNetworkOk) handle.network = network.release();
   PEXO_LOG("Exit pexoHumanBodySegInit!");
@@ -50,7 +46,8 @@ int32_t InitMaskView(HumanBodySegHandle& handle) {
 // The pipeline stays with the handle whatever happens after it was made; Uninit releases it.
 template <typename Pipeline>
 int32_t InitPipeline(HumanBodySegHandle& handle) {
-  auto* const pipeline = Attach<Pipeline>(handle);
+  Pipeline* const pipeline = MakeNetwork<Pipeline>().release();
+  handle.network = pipeline;
   if (pipeline == nullptr) return HUMANBODYSEG_ERR_FAILED;
   if (handle.camera_direction < 0) return RejectDirection();
   if (handle.model_path[0] == '\0') std::memcpy(handle.model_path, kDefaultModelPath, sizeof(kDefaultModelPath));

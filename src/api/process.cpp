@@ -13,10 +13,16 @@ namespace {
 constexpr int32_t kBlurMaskSize = 128;  // pixels a side; the blur scales the mask itself
 constexpr int kNeutralChroma = 128;
 
-// A GRAY8 image of the image library, freed on every way out.
+size_t LumaBytes(const QmxImage& frame) {
+  return static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height);
+}
+
+// A GRAY8 image of the image library, all zero, freed on every way out.
 class WorkingImage {
  public:
-  WorkingImage(int32_t width, int32_t height) : image_(qmxImageCreate(width, height, kFormatGray8)) {}
+  WorkingImage(int32_t width, int32_t height) : image_(qmxImageCreate(width, height, kFormatGray8)) {
+    if (image_.plane[0] != nullptr) std::memset(image_.plane[0], 0, LumaBytes(image_));
+  }
   ~WorkingImage() {
     if (image_.plane[0] != nullptr) qmxImageFree(&image_);
   }
@@ -28,10 +34,6 @@ class WorkingImage {
  private:
   QmxImage image_;
 };
-
-size_t LumaBytes(const QmxImage& frame) {
-  return static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height);
-}
 
 void GreyOut(QmxImage& frame) {
   std::memset(frame.plane[1], kNeutralChroma, LumaBytes(frame) / 2);
@@ -80,7 +82,15 @@ int32_t CheckGeometry(const QmxImage& image, const QmxImage* mask) {
   return HUMANBODYSEG_OK;
 }
 
-int32_t ProcessFrame(HumanBodySegHandle& handle, QmxImage& frame) {
+// The caller's pixels, as what they have to be whatever the descriptor says: NV21 with rows of `width` bytes.
+QmxImage PackedNv21(const QmxImage& image) {
+  QmxImage frame = image;
+  frame.format = kFormatNv21;
+  frame.stride[0] = frame.stride[1] = image.width;
+  return frame;
+}
+
+int32_t ProcessFrame(HumanBodySegHandle& handle, QmxImage frame) {
   const int32_t effect = handle.effect_mode;
   const int32_t camera_direction = handle.camera_direction;
   const bool blur = effect == HUMANBODYSEG_EFFECT_BLUR;
@@ -118,7 +128,7 @@ int32_t pexoHumanBodySegProcess(HumanBodySegHandle* handle, QmxImage* image, con
   const int32_t geometry = pexo::CheckGeometry(*image, mask);
   if (geometry != HUMANBODYSEG_OK) return geometry;
   if (handle->network == nullptr) return HUMANBODYSEG_ERR_NULL;
-  return pexo::ProcessFrame(*handle, *image);
+  return pexo::ProcessFrame(*handle, pexo::PackedNv21(*image));
 } catch (...) {
   return HUMANBODYSEG_ERR_FAILED;
 }

@@ -15,7 +15,7 @@ size_t PixelCount(const QmxImage& image) {
 float ForegroundFraction(const QmxImage& mask) {
   const size_t pixels = PixelCount(mask);
   const int foreground = CountForeground(mask.plane[0], static_cast<int>(pixels));
-  return pixels == 0 ? 0.0f : static_cast<float>(foreground) / static_cast<float>(pixels);
+  return static_cast<float>(foreground) / static_cast<float>(pixels);
 }
 
 }  // namespace

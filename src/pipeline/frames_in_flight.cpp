@@ -80,15 +80,18 @@ void FramesInFlight::Stop() {
 void FramesInFlight::Restart() {
   const std::lock_guard lock(frame_mutex_);
   stop_requested_ = false;
-  frames_.clear();
-  expected_frame_id_ = next_frame_id_;
 }
 
-int32_t FramesInFlight::FreeImages() {
-  const std::lock_guard lock(frame_mutex_);
-  for (const Entry& entry : frames_) {
+int32_t FramesInFlight::Clear() {
+  std::vector<Entry> dropped;
+  {
+    const std::lock_guard lock(frame_mutex_);
+    dropped.swap(frames_);
+    expected_frame_id_ = next_frame_id_;
+  }
+  for (const Entry& entry : dropped) {
     const int32_t status = entry->FreeImages();
-    if (status != 0) return status;
+    if (status != 0) return status;  // the records still free what is left
   }
   return 0;
 }

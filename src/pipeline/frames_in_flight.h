@@ -42,13 +42,12 @@ class FramesInFlight {
   // Worker: hands a claimed frame on.
   void SetState(ThreadData& entry, uint32_t state);
 
-  // Makes every wait, running or to come, end. Restart takes it back and drops the frames left over.
+  // Makes every wait, running or to come, end. Restart takes it back.
   void Stop();
   void Restart();
 
-  // Frees the images of every frame left; ends at the first non-zero answer of the image library and returns it. The
-  // records stay, with nothing in them.
-  int32_t FreeImages();
+  // Drops every frame. Returns the first non-zero answer of the image library to freeing an image.
+  int32_t Clear();
 
  private:
   [[nodiscard]] bool AnyUnfinished() const;

@@ -16,7 +16,7 @@ int32_t MultiplyThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
 
   Entry entry = MakeEntry(frame, params, output);
   const float pre_ms = entry->elapsed_ms;
-  const FramesInFlight::Turn turn = frames.WaitForTurn(static_cast<size_t>(max_in_flight));
+  const FramesInFlight::Turn turn = frames.WaitForTurn(max_in_flight);
   if (turn.stopped) return kNetworkFailed;
   if (turn.result == nullptr) {
     frames.Exchange(nullptr, std::move(entry));

@@ -24,7 +24,8 @@ class MultiplyThreadNetwork : public ThreadPipeline {
   // What a prediction thread does for one frame; answers the frame's next state.
   static uint32_t PredictFrame(Network& worker, ThreadData& entry);
 
-  int32_t max_in_flight = 1;
+  // The engine holds one frame's mask, so a second frame in flight would overwrite it.
+  static constexpr size_t max_in_flight = 1;
 
  private:
   void PredictThread(Network& worker);

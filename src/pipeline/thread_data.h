@@ -29,15 +29,15 @@ struct ThreadData {
 
   uint32_t frame_id = 0;
   uint32_t state = 0;
-  bool claimed = false;       // a worker is on it
-  bool failed = false;        // an exception ended its prediction: the engine holds no mask of this frame
-  bool composed = false;      // `composite` holds the frame with its background blurred
-  FrameParams params;         // the caller's at submission
-  Image model_image;          // the model's input made from this frame
-  QmxImage frame{};           // NV21 copy of the caller's frame, from the image library
-  QmxImage mask{};            // GRAY8 of the caller's output size, from the image library
-  Image composite;            // made for the first blur of this record
-  float elapsed_ms = 0;       // processing time so far
+  bool claimed = false;   // a worker is on it
+  bool failed = false;    // an exception ended its prediction: the engine holds no mask of this frame
+  bool composed = false;  // `composite` holds the frame with its background blurred
+  FrameParams params;     // the caller's at submission
+  Image model_image;      // the model's input made from this frame
+  QmxImage frame{};       // NV21 copy of the caller's frame, from the image library
+  QmxImage mask{};        // GRAY8 of the caller's output size, from the image library; not used by the colour pipeline
+  Image composite;        // made for the first blur of this record
+  float elapsed_ms = 0;   // processing time so far
   Network* worker = nullptr;  // the network that predicted it
 };
 

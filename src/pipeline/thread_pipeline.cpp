@@ -3,6 +3,7 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "common/clock.h"
@@ -20,8 +21,8 @@ bool SameSize(const QmxImage& a, const QmxImage& b) {
 
 }  // namespace
 
-int32_t ThreadPipeline::InsertNetworkMacro(const std::string& path) try {
-  networks.push_back(std::make_shared<SnpeNetwork>(path));
+int32_t ThreadPipeline::InsertNetworkMacro(std::string_view path) try {
+  networks.push_back(std::make_shared<SnpeNetwork>(std::string(path)));
   return kNetworkOk;
 } catch (...) {
   return kInsertFailed;
@@ -39,7 +40,7 @@ int32_t ThreadPipeline::Uninit() {
   StopThreads();
   spare_.reset();
   for (const auto& network : networks) network->Uninit();
-  return frames.FreeImages() == 0 ? kNetworkOk : kNetworkFailed;
+  return frames.Clear() == 0 ? kNetworkOk : kNetworkFailed;
 }
 
 void ThreadPipeline::StartThreads(std::vector<std::function<void()>> functions) {

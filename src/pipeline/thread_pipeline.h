@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -19,7 +19,7 @@ namespace pexo {
 class ThreadPipeline : public Network {
  public:
   // Adds a network for the model file at `path`; Init loads it. 5 when memory is short, and then nothing was added.
-  int32_t InsertNetworkMacro(const std::string& path);
+  int32_t InsertNetworkMacro(std::string_view path);
 
   // Initialises every worker network in order; the first non-zero status ends it and is returned.
   int32_t Init() override;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "network/network.h"
@@ -14,7 +15,7 @@ namespace pexo {
 
 class SnpeNetwork : public Network {
  public:
-  explicit SnpeNetwork(const std::string& path) : model_path(path) {}
+  explicit SnpeNetwork(std::string path) : model_path(std::move(path)) {}
 
   // Opens and builds the model, learns its geometry and sizes the buffers. 2 when the file is missing or the engine can
   // do nothing with it; frames of a network that is not ready fail with 2 in Predict. May be called again.

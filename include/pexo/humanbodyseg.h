@@ -46,16 +46,25 @@ enum {
   HUMANBODYSEG_ERR_FAILED = 5       /* out of memory, or an exception inside */
 };
 
-/* Keys of pexoHumanBodySegSetParam, with the type that the value points at and when the parameter is read. */
+/* Keys of pexoHumanBodySegSetParam, with the type that the value points at and when the parameter is read.
+ *
+ * The rotation turns the frame clockwise before the model sees it, and the mask back: set what makes the person stand
+ * upright. 180 is a flip from top to bottom, not a half turn.
+ * The camera direction decides how much of the frame a person must fill: with 0 (front) nobody is there below 0.12 of
+ * it and somebody obviously above 0.24; with a positive value (back) the limits are 0.05 and 0.1. */
 enum {
-  HUMANBODYSEG_PARAM_LAYOUT_MODE = 258,      /* uint32_t, per frame: 0 soft mask (default), 1 hard mask at input size */
-  HUMANBODYSEG_PARAM_MODEL_PATH = 259,       /* char[], at most 127 characters, by Init; see pexoHumanBodySegInit */
-  HUMANBODYSEG_PARAM_ROTATION = 260,         /* uint32_t, per frame: 0 (default), 90, 180 or 270; others turn nothing */
-  HUMANBODYSEG_PARAM_CAMERA_DIRECTION = 261, /* int32_t, by Init and per frame: 0 front (default), positive back */
-  HUMANBODYSEG_PARAM_EFFECT_MODE = 262       /* int32_t, by Init and per frame: HUMANBODYSEG_EFFECT_...; default none */
+  HUMANBODYSEG_PARAM_LAYOUT_MODE =
+      258,                             /* uint32_t, per frame: 0 soft mask (default), 1 hard mask; others: empty mask */
+  HUMANBODYSEG_PARAM_MODEL_PATH = 259, /* char[], at most 127 characters, by Init; see pexoHumanBodySegInit */
+  HUMANBODYSEG_PARAM_ROTATION = 260,   /* uint32_t, per frame: 0 (default), 90, 180 or 270 degrees; others: 0 */
+  HUMANBODYSEG_PARAM_CAMERA_DIRECTION = 261, /* int32_t, by Init and per frame: 0 (default) or positive */
+  HUMANBODYSEG_PARAM_EFFECT_MODE = 262       /* int32_t, by Init (the network) and per frame (the rendering): one of
+                                                HUMANBODYSEG_EFFECT_...; no default. A new effect needs a new Init */
 };
 
-/* Effect modes. */
+/* Effect modes. Colour retention watches whether anybody is there at all: once nobody has been for seven frames the
+ * whole frame turns grey, and colour returns at once with an obvious person or after seven frames with somebody. All
+ * handles share this state and nothing resets it. */
 enum {
   HUMANBODYSEG_EFFECT_COLOUR = 1, /* the person keeps colour, the background turns grey; one call late */
   HUMANBODYSEG_EFFECT_BLUR = 2,   /* the background is blurred; two calls late */
@@ -79,24 +88,30 @@ HUMANBODYSEG_API HumanBodySegHandle* pexoHumanBodySegCreate(void);
 /* Builds the network for the handle's effect mode and loads the model. Needs the effect mode; the other parameters have
  * defaults. With effect 1 or 2 an empty model path is replaced by "/vendor/camera3rd/qmx/MoviePortraitBig.dlc". A path
  * that contains "MoviePortraitSmall" marks the one-channel small model. Takes a few milliseconds to a few hundred.
- * A handle is initialised once; call pexoHumanBodySegUninit before doing it again, or the earlier network leaks.
+ * Call pexoHumanBodySegUninit before another Init, also after one that failed: with effects 1 and 2 a network stays
+ * attached then, and a second Init leaks the one before.
  * HUMANBODYSEG_OK; HUMANBODYSEG_ERR_NULL: null handle; HUMANBODYSEG_ERR_PARAM: negative camera direction;
  * HUMANBODYSEG_ERR_UNSUPPORTED: effect mode not 1, 2 or 3; HUMANBODYSEG_ERR_FAILED: out of memory;
  * 2 also when the model is missing or cannot be built (the log says which). */
 HUMANBODYSEG_API int32_t pexoHumanBodySegInit(HumanBodySegHandle* handle);
 
-/* Treats one frame. `image` is an NV21 frame with tightly packed rows (both strides equal to the width), of even width
- * and height from 2x2 up, owned by the caller and changed in place; the library keeps no pointer to it after the call.
- * `mask` may be NULL; otherwise its size must be that of the image, and it is neither read nor written.
- * Effect 3: the frame becomes the mask of its own pixels. Effect 1: the frame is replaced by the frame of the call
- * before, with its effect; the first call after Init leaves its luma as it is. Effect 2: the frame is replaced by the
- * frame of two calls before; the first two calls leave it untouched. Frames of one handle must come from one thread at
- * a time.
+/* Treats one frame. `image` is an NV21 frame of even width and height from 2x2 up with tightly packed rows; its format
+ * and strides are not looked at. The caller owns it, its pixels change in place, and the library keeps no pointer to
+ * them after the call. `mask` may be NULL; otherwise its size must be that of the image, and it is neither read nor
+ * written. Frames of one handle come from one thread at a time.
+ *
+ * Effect 3: the frame becomes the mask of its own pixels.
+ * Effect 1: the frame is replaced by the frame of the call before, with its effect; the mask is turned and decoded by
+ * the rotation and layout mode of this call. The first call after Init keeps the frame.
+ * Effect 2: the frame is replaced by the frame of two calls before. The first two calls leave it untouched.
+ * A frame that comes back into one of another size is scaled to it. The last one or two frames come back only when
+ * further frames are handed in; Uninit drops them.
+ *
  * HUMANBODYSEG_OK; HUMANBODYSEG_ERR_NULL: null handle or image, or not initialised; HUMANBODYSEG_ERR_PARAM: mask of
  * another size, odd width or height, no planes, or, with effect 1, a width that is no multiple of 8 when the effect
- * applies;
- * HUMANBODYSEG_ERR_UNSUPPORTED: effect mode not 1, 2 or 3; HUMANBODYSEG_ERR_FAILED: out of memory or an exception;
- * 2 also when the network failed on the frame (effect 3). */
+ * applies (the frame of the call before is then in place, without the effect); HUMANBODYSEG_ERR_UNSUPPORTED: effect
+ * mode not 1, 2 or 3; HUMANBODYSEG_ERR_FAILED: out of memory or an exception; 2 also when the network failed on the
+ * frame (effect 3; with effects 1 and 2 that is only logged). */
 HUMANBODYSEG_API int32_t pexoHumanBodySegProcess(HumanBodySegHandle* handle, struct QmxImage* image,
                                                  const struct QmxImage* mask);
 

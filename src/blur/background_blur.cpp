@@ -15,7 +15,9 @@ namespace {
 class SmallFrame {
  public:
   SmallFrame(int width, int height, int32_t format) : image_(qmxImageCreate(width, height, format)) {}
-  ~SmallFrame() { qmxImageFree(&image_); }
+  ~SmallFrame() {
+    if (image_.plane[0] != nullptr) qmxImageFree(&image_);
+  }
   SmallFrame(const SmallFrame&) = delete;
   SmallFrame& operator=(const SmallFrame&) = delete;
 
@@ -148,6 +150,7 @@ bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const
   }
   const QmxImage& small = small_frame.image();
   Scratch scratch;
+  // Counts what the planes need; see Scratch.
   AlignedPlanes(&scratch, frame, small, !mask_fits, radius);
   if (!scratch.Allocate()) {
     return false;

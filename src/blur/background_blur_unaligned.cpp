@@ -218,6 +218,7 @@ bool ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, con
   const MaskRoute route = RouteOf(mask, size);
 
   Scratch scratch;
+  // Counts what the stages need; see Scratch.
   UnalignedStages(&scratch, frame, mask, size, route, radius);
   if (!scratch.Allocate()) {
     return false;

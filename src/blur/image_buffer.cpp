@@ -64,9 +64,9 @@ void ImageBufferCreate(ImageBuffer* buffer, uint32_t rows, uint32_t cols, int32_
   }
   buffer->elem_size = layout.elem_size;
   buffer->channels = layout.channels;
-  // A 32-bit signed product, widened afterwards: one that overflows into the negative asks for more than there is.
+  // A 32-bit signed product; one that overflows into the negative asks for more memory than there is.
   const auto bytes = static_cast<int32_t>(rows * cols * layout.elem_size * layout.channels);
-  buffer->data = AllocateAligned(static_cast<size_t>(bytes));
+  buffer->data = bytes < 0 ? nullptr : AllocateAligned(static_cast<size_t>(bytes));
   buffer->step = cols * layout.channels * layout.elem_size;
   buffer->owns_data = 1;
   buffer->type = type;
@@ -94,7 +94,7 @@ void ImageBufferView(ImageBuffer* destination, const ImageBuffer& source) {
 }
 
 void ImageBufferRelease(ImageBuffer* buffer) {
-  if (buffer->owns_data == 1 && buffer->data != nullptr) {
+  if (buffer->data != nullptr && buffer->owns_data == 1) {
     void* raw;
     std::memcpy(&raw, buffer->data - sizeof raw, sizeof raw);
     std::free(raw);

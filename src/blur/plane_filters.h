@@ -1,5 +1,6 @@
 // Integer filters on 8-bit single-channel planes. Sizes in pixels, steps in bytes, planes row-major. Nothing outside
-// the planes is read or written; source and destination must not overlap. Stateless; callable from any thread.
+// the planes is read or written (but see Upsample2x without its flag); source and destination must not overlap.
+// Stateless; callable from any thread.
 #ifndef PEXO_BLUR_PLANE_FILTERS_H_
 #define PEXO_BLUR_PLANE_FILTERS_H_
 

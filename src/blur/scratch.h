@@ -18,11 +18,7 @@ namespace pexo {
 class Scratch {
  public:
   Scratch() { ImageBufferReset(&block_); }
-  ~Scratch() {
-    if (block_.data != nullptr) {
-      ImageBufferRelease(&block_);
-    }
-  }
+  ~Scratch() { ImageBufferRelease(&block_); }
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;
 

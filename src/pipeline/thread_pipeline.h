@@ -24,8 +24,9 @@ class ThreadPipeline : public Network {
   // Initialises every worker network in order; the first non-zero status ends it and is returned.
   int32_t Init() override;
 
-  // Stops the threads once the steps they are in have ended, and frees the frames left. 2 when the image library
-  // refuses to free an image.
+  // Stops the threads once the steps they are in have ended, and drops the frames left. 2 when the image library
+  // refuses to free an image. A caller that waits inside Process is sent back with 2; otherwise not to be called beside
+  // Process.
   int32_t Uninit() override;
 
   int32_t Predict() override { return kNetworkOk; }

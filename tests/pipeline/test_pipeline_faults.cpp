@@ -4,14 +4,12 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <thread>
 
 #include "pipeline/multiply_thread_network.h"
 #include "pipeline/sequence_thread_network.h"
 #include "tests/pipeline/encoding_network.h"
-#include "tests/pipeline/failing_new.h"
 
 namespace pexo::test {
 namespace {
@@ -95,41 +93,6 @@ TYPED_TEST(Faults, StayWithTheirFrameAndAreLogged) {
       "LOG_HUMANBODYSEG: Exception in thread!\n";
   if (kBlurs) log += "LOG_HUMANBODYSEG: Fail to postprocess in thread and ret value = 2\n";
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), log);
-}
-
-// Memory runs out in the caller's thread, at each allocation of a call in turn. That call throws (the public entry
-// turns it into a status) and later frames are right again.
-TYPED_TEST(Faults, MemoryRunningOutInTheCallersThread) {
-  // A frame of another size cannot take the record of an earlier one, so it needs more.
-  for (const int32_t width : {kWidth, kWidth / 2}) {
-    int allocation = 0;
-    for (;; ++allocation) {
-      Rig<TypeParam> rig;
-      uint32_t seed = 0;
-      for (; seed < 4; ++seed) ASSERT_EQ(rig.Feed(seed), 0);
-      rig.buffer = std::make_unique<Frame>(Frame::Noise(width, kHeight, seed++));
-      rig.mask = Gray(128, 128, 7);
-      bool struck = false;
-      {
-        const FailingNew failing(allocation);
-        try {
-          rig.pipeline.Process(rig.buffer->image(), rig.params, rig.mask);
-        } catch (const std::bad_alloc&) {
-        }
-        struck = failing.Struck();
-      }
-      // After as many calls as the pipeline is late, plus those that may have been lost, all is as if nothing had been.
-      const uint32_t settled = seed + 2 * kLateness<TypeParam>;
-      for (; seed < settled; ++seed) ASSERT_EQ(rig.Feed(seed), 0);
-      for (; seed < settled + 3; ++seed) {
-        ASSERT_EQ(rig.Feed(seed), 0);
-        ASSERT_EQ(Bytes(rig.mask), rig.MaskOf(seed - kLateness<TypeParam>)) << "allocation " << allocation;
-      }
-      ASSERT_EQ(rig.pipeline.Uninit(), 0);
-      if (!struck) break;
-    }
-    EXPECT_GE(allocation, width == kWidth ? 3 : 5) << "the failures did not reach the call";
-  }
 }
 
 TYPED_TEST(Faults, UninitAtAnyMomentEndsTheThreadsAndAllowsANewStart) {

@@ -1,111 +1,121 @@
-// Runtime choice, the builder's settings and the tensors' shapes, against an engine that can fail in every way.
+// What the engine is asked and given, and what its answers and failures turn into.
+#include "snpe/snpe_helper.h"
+
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <stdexcept>
 
-#include "snpe/snpe_helper.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/silence.h"
 
 namespace pexo {
 namespace {
 
 using fake::Engine;
-
-constexpr int32_t kDsp = 2;
-
-Lines BuildCalls(int asked, int built, const std::string& source) {
-  return {"isRuntimeAvailable " + std::to_string(asked),
-          "open " + source,
-          "SNPEBuilder",
-          "setOutputLayers 0",
-          "setRuntimeProcessor " + std::to_string(built),
-          "setPlatformConfig \"\"",
-          "setUseUserSuppliedBuffers 1",
-          "setInitCacheMode 1",
-          "build"};
-}
+using Bytes = std::vector<uint8_t>;
 
 TEST(SnpeHelper, BuildsOnTheRuntimeAskedForOrElseOnTheCpu) {
-  const std::string fallback_line = "m.dlc Runtime is not supported, use CPU mode!";
-  const std::string failed_line = "zdl::SNPE::SNPEBuilder build failed.";
-  const struct {
-    Engine engine;
-    int32_t runtime;
-    int built_on;
-    Lines log;
-    bool has_network;
-  } cases[] = {
-      {{.runtimes = {0, 2}}, kDsp, 2, {}, true},
-      {{.runtimes = {0}}, kDsp, 0, {fallback_line}, true},
-      {{.runtimes = {}}, kDsp, 0, {fallback_line}, true},  // the CPU is not asked for again
-      {{.runtimes = {5}}, 5, 5, {}, true},
-      {{.runtimes = {2}, .opens = false}, kDsp, 2, {failed_line}, false},
-      {{.builds = false}, kDsp, 0, {fallback_line, failed_line}, false},
-  };
-  for (const auto& each : cases) {
-    SCOPED_TRACE(&each - cases);
-    SetEngine(each.engine);
-    std::shared_ptr<snpe_helper> helper;
-    EXPECT_EQ(LogLines([&] { helper = std::make_shared<snpe_helper>(each.runtime, "m.dlc"); }), each.log);
-    EXPECT_EQ(fake::Calls(), BuildCalls(each.runtime, each.built_on, "m.dlc"));
-    EXPECT_EQ(helper->snpe != nullptr, each.has_network);
-    EXPECT_EQ(helper->model_path, "m.dlc");
-
-    SetEngine(each.engine);
-    helper.reset();
-    Lines released;
-    if (each.has_network) released.push_back("~SNPE");  // before the container that it was built from
-    if (each.engine.opens) released.push_back("~IDlContainer");
-    EXPECT_EQ(fake::Calls(), released);
+  for (const bool available : {true, false}) {
+    for (const bool from_file : {true, false}) {
+      fake::SetEngine({.runtimes = available ? std::set{0, 2} : std::set<int>{}});  // the CPU is not asked for again
+      if (from_file) {
+        snpe_helper(2, "m.dlc");
+      } else {
+        snpe_helper(2, Bytes(1234));
+      }
+      EXPECT_EQ(fake::Calls(),
+                (Lines{"isRuntimeAvailable 2", from_file ? "open m.dlc" : "open 1234", "setOutputLayers 0",
+                       available ? "setRuntimeProcessor 2" : "setRuntimeProcessor 0", "setPlatformConfig []",
+                       "setUseUserSuppliedBuffers", "setInitCacheMode", "build", "~SNPE",
+                       "~IDlContainer"}));  // before the container that it was built from
+    }
   }
-}
-
-TEST(SnpeHelper, BuildsTheSameFromAModelInMemory) {
-  fake::SetEngine({.runtimes = {0, 2}});
-  const snpe_helper helper(kDsp, std::vector<uint8_t>(1234));
-  EXPECT_EQ(fake::Calls(), BuildCalls(2, 2, "1234"));
-  EXPECT_NE(helper.snpe, nullptr);
-  EXPECT_EQ(helper.model_path, "");
-}
-
-TEST(SnpeHelper, IsSilentBelowLogLevelOne) {
-  fake::SetEngine({.builds = false});
-  const Silence silence;
-  EXPECT_EQ(LogLines([] { snpe_helper(kDsp, "m.dlc"); }), Lines{});
 }
 
 TEST(SnpeHelper, ListsFiveRuntimesAndNeverTheSixth) {
-  const struct {
-    std::set<int> available;
-    std::set<int32_t> runtimes;
-    std::set<std::string> names;
-  } cases[] = {
-      {{}, {}, {}},
-      {{0, 2}, {0, 2}, {"CPU_FLOAT32", "DSP_FIXED8_TF"}},
-      {{0, 1, 2, 3, 4, 5, 6},
-       {0, 1, 2, 3, 4},
-       {"CPU_FLOAT32", "GPU_FLOAT32_16_HYBRID", "DSP_FIXED8_TF", "GPU_FLOAT16", "CPU_FIXED8_TF"}},
-  };
-  for (const auto& each : cases) {
-    fake::SetEngine({.runtimes = each.available});
-    EXPECT_EQ(snpe_helper::GetAvailableRuntimes(), each.runtimes);
-    EXPECT_EQ(snpe_helper::GetAvailableRuntimeNames(), each.names);
-  }
-  EXPECT_STREQ(RuntimeNameTable[5], "AIP_FIXED8_TF");
+  fake::SetEngine({.runtimes = {0, 1, 2, 3, 4, 5, 6}});
+  const std::set<std::string> names(RuntimeNameTable, RuntimeNameTable + 5);
+  EXPECT_EQ(snpe_helper::GetAvailableRuntimes(), (std::set{0, 1, 2, 3, 4}));
+  EXPECT_EQ(snpe_helper::GetAvailableRuntimeNames(), names);
+  fake::SetEngine({.runtimes = {2}});
+  EXPECT_EQ(snpe_helper::GetAvailableRuntimeNames(), std::set<std::string>{"DSP_FIXED8_TF"});
 }
 
-TEST(SnpeHelper, GivesEveryTensorsShape) {
-  fake::SetEngine(
-      {.inputs = {{"a", {1, 4, 6, 3}}, {"b", {2, 2}}}, .outputs = {{"c", {1, 2, 3, 2}}, {"d", {1, 0, 3, 1}}}});
-  const snpe_helper helper(kDsp, "m.dlc");
-  EXPECT_EQ(helper.GetInputTensorShapes(), (TensorShapes{{"a", {1, 4, 6, 3}}, {"b", {2, 2}}}));
-  EXPECT_EQ(helper.GetOutputTensorShapes(), (TensorShapes{{"c", {1, 2, 3, 2}}, {"d", {1, 0, 3, 1}}}));
-  for (const Engine& engine : {Engine{.has_names = false}, Engine{.has_attributes = false}}) {
+// Two grey pixels in, a second input that nobody reads; their scores out, and the first green over the first of them.
+const Engine kTwoPixels{.inputs = {{"in", {1, 1, 2, 3}}, {"more", {1, 0, 2}}},
+                        .outputs = {{"out", {1, 1, 2, 2}}, {"first", {1, 1}}}};
+const Bytes kPixels{10, 20, 30, 40, 50, 60};
+const Bytes kScores{235, 20, 205, 50};
+const Bytes kShared{20, 20, 205, 50};  // both outputs in one block
+
+TEST(SnpeHelper, ExecuteBindsBytesThatStandForThemselves) {
+  SetEngine(kTwoPixels);
+  snpe_helper helper(0, "m.dlc");
+  SetEngine(kTwoPixels);
+  Bytes scores(8, 7);
+  EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 4));
+  EXPECT_EQ(scores, (Bytes{20, 20, 205, 50, 7, 7, 7, 7}));
+  EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 3, 2));  // shorter: kept buffers
+  EXPECT_EQ(fake::Calls(), (Lines{"createUserBuffer 6 [6 6 3 1] TF8 0 1", "createUserBuffer 2 [0 2 1] TF8 0 1",
+                                  "createUserBuffer 4 [4 4 2 1] TF8 0 1", "createUserBuffer 1 [1 1] TF8 0 1"}));
+  EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 8));  // longer: the rest of the output is 0
+  EXPECT_EQ(scores, (Bytes{20, 20, 205, 50, 0, 0, 0, 0}));
+  EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), -1, 4));
+  EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), 6, -1));
+}
+
+TEST(SnpeHelper, VariantsBindOneBufferForEachTensor) {
+  SetEngine(kTwoPixels);
+  snpe_helper helper(0, "m.dlc");
+  TensorBytes byte_inputs{{"in", kPixels}}, byte_outputs;
+  EXPECT_TRUE(helper.ExecuteTensors(byte_inputs, byte_outputs));
+  EXPECT_EQ(byte_inputs, (TensorBytes{{"in", kPixels}, {"more", {0, 0}}}));
+  EXPECT_EQ(byte_outputs, (TensorBytes{{"out", kScores}, {"first", {20}}}));
+
+  SetEngine(kTwoPixels);
+  TensorFloats inputs, outputs;
+  const Lines calls{"createUserBuffer 24 [24 24 12 4] FLOAT", "createUserBuffer 8 [0 8 4] FLOAT",
+                    "createUserBuffer 16 [16 16 8 4] FLOAT", "createUserBuffer 4 [4 4] FLOAT"};
+  EXPECT_TRUE(helper.ExecuteTensors(inputs, outputs));
+  EXPECT_EQ(fake::Calls(), calls);
+  SetEngine(kTwoPixels);
+  EXPECT_TRUE(helper.ExecuteCallerTensors(inputs, outputs));
+  EXPECT_EQ(fake::Calls(), calls);
+  outputs["out"].resize(3);
+  EXPECT_FALSE(helper.ExecuteCallerTensors(inputs, outputs));
+  outputs.erase("out");
+  EXPECT_THROW(helper.ExecuteCallerTensors(inputs, outputs), std::out_of_range);
+}
+
+TEST(SnpeHelper, ExecuteAnswersWhatTheEngineAnswers) {
+  const Bytes untouched(4, 7);
+  const struct {
+    const char* name;
+    void (*change)(Engine&);
+    bool answer;
+    Bytes output;
+  } cases[] = {
+      {"fails", [](Engine& e) { e.succeeds = false; }, false, kShared},
+      {"no names", [](Engine& e) { e.has_names = false; }, true, untouched},
+      {"no attributes", [](Engine& e) { e.has_attributes = false; }, true, untouched},
+      {"no buffers", [](Engine& e) { e.makes_buffers = false; }, false, untouched},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    SetEngine(kTwoPixels);
+    snpe_helper helper(0, "m.dlc");
+    Engine engine = kTwoPixels;
+    each.change(engine);
     SetEngine(engine);
-    EXPECT_TRUE(helper.GetInputTensorShapes().empty());
-    EXPECT_TRUE(helper.GetOutputTensorShapes().empty());
+    Bytes scores = untouched;
+    EXPECT_EQ(helper.Execute(kPixels.data(), scores.data(), 6, 4), each.answer);
+    EXPECT_EQ(scores, each.output);
+    TensorBytes inputs, outputs;
+    EXPECT_EQ(helper.ExecuteTensors(inputs, outputs), each.answer);
+
+    SetEngine(kTwoPixels);  // the engine comes round, and so does the helper
+    EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 4));
+    EXPECT_EQ(scores, kShared);
   }
 }
 

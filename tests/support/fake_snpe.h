@@ -1,7 +1,6 @@
 // An inference engine for tests: a libSNPE.so that does what it is told and tells what it was asked.
 //
 // Link the target `fake_snpe` (with pexo_core, or beside the product); see pexo_fake_engine_test in CMakeLists.txt.
-// Nothing here may be called before the previous test's networks are gone, apart from what is marked "at any time".
 #ifndef PEXO_TESTS_SUPPORT_FAKE_SNPE_H_
 #define PEXO_TESTS_SUPPORT_FAKE_SNPE_H_
 
@@ -22,9 +21,9 @@ struct Tensor {
 
 // What the engine is and does. The default is a working CPU engine with one input and one output of 8 x 8.
 //
-// Results: the middle channel (green; the only one of a one-channel tensor) of the first input, g, taken at the nearest
-// pixel to the left and above, goes to every output tensor: (255 - g, g) for two channels, g in all of them otherwise.
-// So a frame of one grey level gives the scores of that level, and a picture keeps its shape.
+// Results: g, the middle channel (green; the only one of a one-channel tensor) of the first input, goes to every output
+// tensor: (255 - g, g) for two channels, g in all of them otherwise. Pixel p of n takes pixel p m / n of m. Buffers are
+// taken for bytes.
 struct Engine {
   std::set<int> runtimes = {0};  // Runtime_t values that are available
   bool opens = true;             // false: opening a container gives null
@@ -42,17 +41,10 @@ struct Engine {
 // Takes effect with the next call of the engine, also of networks that are built. At any time.
 PEXO_FAKE_API void SetEngine(const Engine& engine);
 
-// What was asked since the last SetEngine, one line a call, in order. Calls of execute are only counted.
-//   isRuntimeAvailable 2 | open <path or byte count> | SNPEBuilder | setOutputLayers <count> | setRuntimeProcessor 0 |
-//   setPlatformConfig "<options>" | setUseUserSuppliedBuffers 1 | setInitCacheMode 1 | build |
-//   createUserBuffer <block> <bytes> [<strides>] TF8 <step of 0> <step size> | createUserBuffer ... FLOAT |
-//   ~SNPE | ~IDlContainer
-// <block> numbers the memory that buffers are bound to: A, B, ... in order of appearance. At any time.
+// What was asked since the last SetEngine, but for execute, one line a call, in order; see Record in fake_snpe.cpp.
 PEXO_FAKE_API std::vector<std::string> Calls();
 
-// Since the last SetEngine: calls of execute that ended, and those that began while another ran on the same network.
-// At any time.
-PEXO_FAKE_API int Executions();
+// Calls of execute, since the last SetEngine, that began while another ran on the same network. At any time.
 PEXO_FAKE_API int OverlappingExecutions();
 
 }  // namespace pexo::fake

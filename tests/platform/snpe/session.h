@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,65 +18,51 @@
 namespace pexo::test {
 
 // Around the model of EveryOperatorModel, or any with the same names.
-inline engine::Container PackedModel(std::vector<uint8_t> model, engine::HeadKind head) {
-  return {.input_name = "picture",
-          .output_name = "person",
-          .transform = {.scale = 1.0 / 255.0, .offset = 0.0},
-          .head = {.kind = head, .lowest = -20.01, .range = 49.06},
-          .model = std::move(model)};
+inline std::vector<uint8_t> Pack(std::vector<uint8_t> model, engine::HeadKind kind) {
+  const bool grey = kind == engine::HeadKind::kLogitGrey;
+  const engine::Head head = grey ? engine::Head{kind, -20.01, 49.06} : engine::Head{kind};
+  return engine::WriteContainer({"picture", "person", {1.0 / 255.0, 0.0}, head, std::move(model)});
 }
 
-inline std::unique_ptr<zdl::SNPE::SNPE> BuildNetwork(zdl::DlContainer::IDlContainer* container) {
+inline std::unique_ptr<zdl::SNPE::SNPE> Build(zdl::DlContainer::IDlContainer* container) {
   return zdl::SNPE::SNPEBuilder(container).setUseUserSuppliedBuffers(true).build();
 }
 
-// Strides of a dense tensor, in bytes.
-inline std::vector<size_t> DenseStrides(const zdl::DlSystem::TensorShape& dimensions, size_t element_size) {
-  std::vector<size_t> strides(dimensions.rank(), element_size);
-  for (size_t i = dimensions.rank() - 1; i-- > 0;) strides[i] = strides[i + 1] * dimensions[i + 1];
-  return strides;
+inline std::string LastError() {
+  return zdl::DlSystem::getLastErrorString();
 }
 
-// The input or the output of a network, bound to dense memory of its own in one encoding.
-class Bound {
- public:
-  Bound(zdl::SNPE::SNPE& network, const char* name, zdl::DlSystem::UserBufferEncoding& encoding) {
+// Memory bound to a network's input or output as a dense tensor.
+struct Bound {
+  Bound(const zdl::SNPE::SNPE& network, const char* name, zdl::DlSystem::UserBufferEncoding&& encoding) {
     const auto dimensions = (*network.getInputOutputBufferAttributes(name))->getDims();
-    const std::vector<size_t> strides = DenseStrides(dimensions, encoding.getElementSize());
-    bytes.resize(strides[0] * dimensions[0]);
-    buffer_ =
-        zdl::SNPE::SNPEFactory::getUserBufferFactory().createUserBuffer(bytes.data(), bytes.size(), strides, &encoding);
-    map.add(name, buffer_.get());
+    std::vector<size_t> strides(dimensions.rank());
+    size_t size = encoding.getElementSize();
+    for (size_t i = strides.size(); i-- > 0; size *= dimensions[i]) strides[i] = size;
+    bytes.resize(size);
+    buffer = zdl::SNPE::SNPEFactory::getUserBufferFactory().createUserBuffer(bytes.data(), size, strides, &encoding);
+    map.add(name, buffer.get());
   }
-
-  std::vector<float> Floats() const {
-    std::vector<float> values(bytes.size() / sizeof(float));
-    std::memcpy(values.data(), bytes.data(), bytes.size());
-    return values;
-  }
-  void SetFloats(const std::vector<float>& values) { std::memcpy(bytes.data(), values.data(), bytes.size()); }
+  // An element as it is stored.
+  float& Float(size_t index) { return reinterpret_cast<float*>(bytes.data())[index]; }
 
   std::vector<uint8_t> bytes;
+  std::unique_ptr<zdl::DlSystem::IUserBuffer> buffer;
   zdl::DlSystem::UserBufferMap map;
-
- private:
-  std::unique_ptr<zdl::DlSystem::IUserBuffer> buffer_;
 };
 
 // A network between bytes that stand for themselves.
-class Session {
- public:
+struct Session {
   explicit Session(std::unique_ptr<zdl::SNPE::SNPE> built)
       : network(std::move(built)),
-        input(*network, (*network->getInputTensorNames()).at(0), encoding),
-        output(*network, (*network->getOutputTensorNames()).at(0), encoding) {}
-
+        input(*network, (*network->getInputTensorNames()).at(0), zdl::DlSystem::UserBufferEncodingTfN(0, 1.0f)),
+        output(*network, (*network->getOutputTensorNames()).at(0), zdl::DlSystem::UserBufferEncodingTfN(0, 1.0f)) {
+    for (size_t i = 0; i < input.bytes.size(); ++i) input.bytes[i] = static_cast<uint8_t>(i * 58);
+  }
   bool Execute() { return network->execute(input.map, output.map); }
 
-  zdl::DlSystem::UserBufferEncodingTfN encoding{0, 1.0f};
   std::unique_ptr<zdl::SNPE::SNPE> network;
-  Bound input;
-  Bound output;
+  Bound input, output;
 };
 
 }  // namespace pexo::test

@@ -74,8 +74,8 @@ void MaskView(benchmark::State& state) {
   test::Frame frame(noise);
   HumanBodySegHandle* handle = pexoHumanBodySegCreate();
   const int32_t effect = HUMANBODYSEG_EFFECT_MASK;
-  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
-  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, kBigModel);
+  pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
+  pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, kBigModel);
   if (pexoHumanBodySegInit(handle) != HUMANBODYSEG_OK) state.SkipWithError("Init failed");
   for (auto _ : state) {
     if (pexoHumanBodySegProcess(handle, &frame.image(), nullptr) != HUMANBODYSEG_OK) {

@@ -135,8 +135,8 @@ struct Speed {
 Speed RunEffect(int32_t effect, const int (&size)[2]) {
   pexoHostEngineSetThreads(1);
   HumanBodySegHandle* handle = pexoHumanBodySegCreate();
-  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
-  pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, kBigModel);
+  pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
+  pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, kBigModel);
   if (pexoHumanBodySegInit(handle) != HUMANBODYSEG_OK) throw std::runtime_error("Init failed");
   const test::Frame portrait = Portrait(size[0], size[1]);
   const size_t tag = static_cast<size_t>(size[0]) * static_cast<size_t>(size[1] - 1);

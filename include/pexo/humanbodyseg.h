@@ -3,8 +3,8 @@
  *
  *   HumanBodySegHandle* handle = pexoHumanBodySegCreate();
  *   const int32_t effect = HUMANBODYSEG_EFFECT_BLUR;
- *   pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
- *   pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, "models/MoviePortraitBig.dlc");
+ *   pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
+ *   pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, "models/MoviePortraitBig.dlc");
  *   if (pexoHumanBodySegInit(handle) == HUMANBODYSEG_OK) {
  *     QmxImage frame;
  *     while (next_camera_frame(&frame)) pexoHumanBodySegProcess(handle, &frame, NULL);
@@ -53,12 +53,11 @@ enum {
  * The camera direction decides how much of the frame a person must fill: with 0 (front) nobody is there below 0.12 of
  * it and somebody obviously above 0.24; with a positive value (back) the limits are 0.05 and 0.1. */
 enum {
-  HUMANBODYSEG_PARAM_LAYOUT_MODE =
-      258,                             /* uint32_t, per frame: 0 soft mask (default), 1 hard mask; others: empty mask */
-  HUMANBODYSEG_PARAM_MODEL_PATH = 259, /* char[], at most 127 characters, by Init; see pexoHumanBodySegInit */
-  HUMANBODYSEG_PARAM_ROTATION = 260,   /* uint32_t, per frame: 0 (default), 90, 180 or 270 degrees; others: 0 */
-  HUMANBODYSEG_PARAM_CAMERA_DIRECTION = 261, /* int32_t, by Init and per frame: 0 (default) or positive */
-  HUMANBODYSEG_PARAM_EFFECT_MODE = 262       /* int32_t, by Init (the network) and per frame (the rendering): one of
+  PARAM_LAYOUT_MODE = 258,      /* uint32_t, per frame: 0 soft mask (default), 1 hard mask; others: empty mask */
+  PARAM_MODEL_PATH = 259,       /* char[], at most 127 characters, by Init; see pexoHumanBodySegInit */
+  PARAM_ROTATION = 260,         /* uint32_t, per frame: 0 (default), 90, 180 or 270 degrees; others: 0 */
+  PARAM_CAMERA_DIRECTION = 261, /* int32_t, by Init and per frame: 0 (default) or positive */
+  PARAM_EFFECT_MODE = 262       /* int32_t, by Init (the network) and per frame (the rendering): one of
                                                 HUMANBODYSEG_EFFECT_...; no default. A new effect needs a new Init */
 };
 

@@ -60,18 +60,18 @@ int32_t pexoHumanBodySegSetParam(HumanBodySegHandle* handle, int32_t key, const 
     return HUMANBODYSEG_ERR_PARAM;
   }
   switch (key) {
-    case HUMANBODYSEG_PARAM_LAYOUT_MODE:
+    case PARAM_LAYOUT_MODE:
       pexo::Store(handle->layout_mode, value);
       return HUMANBODYSEG_OK;
-    case HUMANBODYSEG_PARAM_MODEL_PATH:
+    case PARAM_MODEL_PATH:
       return pexo::StoreModelPath(*handle, static_cast<const char*>(value));
-    case HUMANBODYSEG_PARAM_ROTATION:
+    case PARAM_ROTATION:
       pexo::Store(handle->rotation, value);
       return HUMANBODYSEG_OK;
-    case HUMANBODYSEG_PARAM_CAMERA_DIRECTION:
+    case PARAM_CAMERA_DIRECTION:
       pexo::Store(handle->camera_direction, value);
       return HUMANBODYSEG_OK;
-    case HUMANBODYSEG_PARAM_EFFECT_MODE:
+    case PARAM_EFFECT_MODE:
       pexo::Store(handle->effect_mode, value);
       return HUMANBODYSEG_OK;
     default:

@@ -71,9 +71,9 @@ TEST(Init, BuildsByEffectAndDirection) {
     SCOPED_TRACE(&each - cases);
     SetEngine(each.engine);
     HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &each.effect);
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_CAMERA_DIRECTION, &each.direction);
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, each.path.c_str());
+    pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &each.effect);
+    pexoHumanBodySegSetParam(handle, PARAM_CAMERA_DIRECTION, &each.direction);
+    pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, each.path.c_str());
     Lines lines{"Enter pexoHumanBodySegInit!", "Camera direction = " + std::to_string(each.direction) +
                                                    ", effect mode = " + std::to_string(each.effect)};
     lines.insert(lines.end(), each.lines.begin(), each.lines.end());

@@ -85,8 +85,8 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
     for (int allocation = -1; struck; ++allocation) {
       SCOPED_TRACE(testing::Message() << (&each - cases) << ", allocation " << allocation);
       HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
-      pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &each.effect);
-      pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, "/dev/null");  // the fake opens anything
+      pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &each.effect);
+      pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, "/dev/null");  // the fake opens anything
       int32_t status = 0;
       const auto init = [&] { status = pexoHumanBodySegInit(handle); };
       struck = each.struck == kInit && Strikes(allocation, init);

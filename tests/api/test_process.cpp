@@ -26,8 +26,8 @@ class Process : public ::testing::Test {
   }
   void Set(int32_t key, uint32_t value) { pexoHumanBodySegSetParam(handle, key, &value); }
   void Init(uint32_t effect, const std::string& path = "/dev/null") {
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, path.c_str());
-    Set(HUMANBODYSEG_PARAM_EFFECT_MODE, effect);
+    pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, path.c_str());
+    Set(PARAM_EFFECT_MODE, effect);
     ASSERT_EQ(pexoHumanBodySegInit(handle), 0);
   }
   int32_t Run(Frame& frame, const QmxImage* mask = nullptr) {
@@ -98,8 +98,8 @@ TEST_F(Process, MaskViewShowsTheMaskAndNothingElse) {
     network.Init();
     for (const auto& [width, height] : {std::pair{640, 480}, {8, 8}, {2, 2}, {34, 6}}) {
       FrameParams params{.rotation = width == 34 ? 90u : 0u, .layout_mode = width == 8 ? 1u : 0u};
-      Set(HUMANBODYSEG_PARAM_ROTATION, params.rotation);
-      Set(HUMANBODYSEG_PARAM_LAYOUT_MODE, params.layout_mode);
+      Set(PARAM_ROTATION, params.rotation);
+      Set(PARAM_LAYOUT_MODE, params.layout_mode);
       Frame frame = Frame::Noise(width, height, 1), mask(width, height, kFormatGray8);
       const Frame argument = Frame::Noise(width, height, 2, kFormatGray8), unchanged(argument);
       network.Process(frame.image(), params, mask.image());
@@ -130,7 +130,7 @@ TEST_F(Process, FailuresAreOfOneFrame) {
 TEST_F(Process, ShowsNoMaskThatNobodyWrote) {
   mallopt(M_PERTURB, 0x55);
   Init(2);
-  Set(HUMANBODYSEG_PARAM_EFFECT_MODE, 3);
+  Set(PARAM_EFFECT_MODE, 3);
   for (int i = 0; i < 2; ++i) {
     Frame frame = Frame::Noise(16, 16, 1);
     EXPECT_EQ(Run(frame), 0);

@@ -32,8 +32,8 @@ TEST(Product, OpensModelsAndRefusesAnythingElse) {
   for (const auto& [path, status, lines] : cases) {
     HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
     const int32_t effect = HUMANBODYSEG_EFFECT_MASK;
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
-    pexoHumanBodySegSetParam(handle, HUMANBODYSEG_PARAM_MODEL_PATH, path.c_str());
+    pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
+    pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, path.c_str());
     Lines expected{"Enter pexoHumanBodySegInit!", "Camera direction = 0, effect mode = 3",
                    path + " Runtime is not supported, use CPU mode!"};
     expected.insert(expected.end(), lines.begin(), lines.end());

@@ -33,8 +33,8 @@ using Handle = std::unique_ptr<HumanBodySegHandle, Uninitialise>;
 
 Handle Ready(int32_t effect) {
   Handle handle(pexoHumanBodySegCreate());
-  pexoHumanBodySegSetParam(handle.get(), HUMANBODYSEG_PARAM_EFFECT_MODE, &effect);
-  pexoHumanBodySegSetParam(handle.get(), HUMANBODYSEG_PARAM_MODEL_PATH, kModel);
+  pexoHumanBodySegSetParam(handle.get(), PARAM_EFFECT_MODE, &effect);
+  pexoHumanBodySegSetParam(handle.get(), PARAM_MODEL_PATH, kModel);
   EXPECT_EQ(pexoHumanBodySegInit(handle.get()), HUMANBODYSEG_OK);
   return handle;
 }
@@ -137,8 +137,8 @@ TEST_F(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
       FrameParams params;
       params.rotation = kRotations[random() % std::size(kRotations)];
       params.layout_mode = random() % 2;
-      pexoHumanBodySegSetParam(handle.get(), HUMANBODYSEG_PARAM_ROTATION, &params.rotation);
-      pexoHumanBodySegSetParam(handle.get(), HUMANBODYSEG_PARAM_LAYOUT_MODE, &params.layout_mode);
+      pexoHumanBodySegSetParam(handle.get(), PARAM_ROTATION, &params.rotation);
+      pexoHumanBodySegSetParam(handle.get(), PARAM_LAYOUT_MODE, &params.layout_mode);
       engine.prediction_time = std::chrono::microseconds(random() % kLongestPrediction);
       fake::SetEngine(engine);
       submitted.push_back({Frame::Noise(kSizes[size][0], kSizes[size][1], random()), params, {}});

@@ -81,11 +81,9 @@ Renderer::Renderer(const Options& options) : effect_(options.effect) {
   }
   if (handle_ == nullptr) throw std::bad_alloc();
   const std::pair<int32_t, const void*> parameters[] = {
-      {HUMANBODYSEG_PARAM_EFFECT_MODE, &options.effect},
-      {HUMANBODYSEG_PARAM_MODEL_PATH, model.c_str()},
-      {HUMANBODYSEG_PARAM_ROTATION, &options.rotation},
-      {HUMANBODYSEG_PARAM_CAMERA_DIRECTION, &options.camera_direction},
-      {HUMANBODYSEG_PARAM_LAYOUT_MODE, &options.layout_mode},
+      {PARAM_EFFECT_MODE, &options.effect},      {PARAM_MODEL_PATH, model.c_str()},
+      {PARAM_ROTATION, &options.rotation},       {PARAM_CAMERA_DIRECTION, &options.camera_direction},
+      {PARAM_LAYOUT_MODE, &options.layout_mode},
   };
   for (const auto& [key, value] : parameters) {
     const int32_t status = pexoHumanBodySegSetParam(handle_.get(), key, value);

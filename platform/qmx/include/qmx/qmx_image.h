@@ -39,8 +39,8 @@ typedef struct QmxImage {
  * used by another. An image is acceptable when its format is one of the above, its sizes are from 1 up (even for 17 and
  * 18), every plane of the format is there, every stride holds a row, and no plane passes 2^31 - 1 bytes. */
 
-/* An image with its planes allocated and tightly packed: two-plane formats have stride width on both planes, and plane 1
- * follows plane 0 without a gap. On failure (an image that is not acceptable, no memory) every field is 0. The pixels
+/* An image with its planes allocated and tightly packed: two-plane formats have stride width on both planes, and plane
+ * 1 follows plane 0 without a gap. On failure (an image that is not acceptable, no memory) every field is 0. The pixels
  * are not initialised. */
 QmxImage qmxImageCreate(int32_t width, int32_t height, int32_t format);
 

@@ -176,36 +176,31 @@ struct GivenNetwork : Network {
 TEST_F(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
   for (int i = 0; i < 8; ++i) SharedPresence().Update(true);
   std::string colour;
-  for (const auto& [direction, share] : {std::pair{0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.1f},
-                                         {0, 0.25f},
-                                         {0, 0.2f},
-                                         {1, 0.11f},
-                                         {1, 0.09f},
-                                         {-1, 0.9f}}) {
-    HumanBodySegHandle* const another = pexoHumanBodySegCreate();
-    another->network = new GivenNetwork(share);
-    another->camera_direction = direction;
-    another->effect_mode = HUMANBODYSEG_EFFECT_COLOUR;
-    Frame frame(256, 512);
-    std::vector<uint8_t> chroma(65536), grey(65536, 128);
-    for (size_t i = 0; i < 65536; ++i) {
-      const size_t c = i % 256, m = i / 256;
-      frame.pixels()[2 * 65536 + i] = static_cast<uint8_t>(c);
-      chroma[i] = static_cast<uint8_t>((128 * (255 - m) + c * m) / 256 + 1);
+  const struct {
+    int times, direction;
+    float share;
+  } runs[] = {{8, 1, 0.06f}, {7, 0, 0.1f}, {1, 0, 0.25f}, {1, 0, 0.2f}, {1, 1, 0.11f}, {1, 1, 0.09f}, {1, -1, 0.9f}};
+  for (const auto& [times, direction, share] : runs) {
+    for (int time = 0; time < times; ++time) {
+      HumanBodySegHandle* const another = pexoHumanBodySegCreate();
+      another->network = new GivenNetwork(share);
+      another->camera_direction = direction;
+      another->effect_mode = HUMANBODYSEG_EFFECT_COLOUR;
+      Frame frame(256, 512);
+      std::vector<uint8_t> chroma(65536), grey(65536, 128);
+      for (size_t i = 0; i < 65536; ++i) {
+        const size_t c = i % 256, m = i / 256;
+        frame.pixels()[2 * 65536 + i] = static_cast<uint8_t>(c);
+        chroma[i] = static_cast<uint8_t>((128 * (255 - m) + c * m) / 256 + 1);
+      }
+      EXPECT_EQ(pexoHumanBodySegProcess(another, &frame.image(), nullptr), 0);
+      frame.pixels().erase(frame.pixels().begin(), frame.pixels().begin() + 2 * 65536);
+      colour += frame.pixels() == chroma ? '+' : frame.pixels() == grey ? '-' : '?';
+      pexoHumanBodySegUninit(another);
+      pexoHumanBodySegDestroy(another);
     }
-    EXPECT_EQ(pexoHumanBodySegProcess(another, &frame.image(), nullptr), 0);
-    frame.pixels().erase(frame.pixels().begin(), frame.pixels().begin() + 2 * 65536);
-    colour += frame.pixels() == chroma ? '+' : frame.pixels() == grey ? '-' : '?';
-    pexoHumanBodySegUninit(another);
-    pexoHumanBodySegDestroy(another);
   }
-  EXPECT_EQ(colour, "++++++-+-+--");
+  EXPECT_EQ(colour, "++++++++++++++-+-+--");
 }
 
 }  // namespace

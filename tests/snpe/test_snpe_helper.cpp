@@ -60,6 +60,11 @@ TEST(SnpeHelper, ExecuteBindsBytesThatStandForThemselves) {
                                   "createUserBuffer 4 [4 4 2 1] TF8 0 1", "createUserBuffer 1 [1 1] TF8 0 1"}));
   EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 8));  // longer: the rest of the output is 0
   EXPECT_EQ(scores, (Bytes{20, 20, 205, 50, 0, 0, 0, 0}));
+  Engine failing = kTwoPixels;
+  failing.succeeds = false;
+  SetEngine(failing);
+  EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), 6, 4));  // no scores of an earlier frame either
+  EXPECT_EQ(scores, Bytes(8));
   EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), -1, 4));
   EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), 6, -1));
 }
@@ -95,7 +100,7 @@ TEST(SnpeHelper, ExecuteAnswersWhatTheEngineAnswers) {
     bool answer;
     Bytes output;
   } cases[] = {
-      {"fails", [](Engine& e) { e.succeeds = false; }, false, kShared},
+      {"fails", [](Engine& e) { e.succeeds = false; }, false, Bytes(4)},
       {"no names", [](Engine& e) { e.has_names = false; }, true, untouched},
       {"no attributes", [](Engine& e) { e.has_attributes = false; }, true, untouched},
       {"no buffers", [](Engine& e) { e.makes_buffers = false; }, false, untouched},

@@ -106,7 +106,8 @@ class Network : public zdl::SNPE::SNPE {
       return dynamic_cast<const Buffer&>(*map.getUserBuffer(tensor.name.c_str()));
     };
     for (const Tensor& tensor : engine.outputs) {
-      if (!engine.throws) Infer(engine.inputs[0], buffer(input, engine.inputs[0]), tensor, buffer(output, tensor));
+      if (engine.succeeds && !engine.throws)
+        Infer(engine.inputs[0], buffer(input, engine.inputs[0]), tensor, buffer(output, tensor));
     }
     running_ = false;
     if (engine.throws) throw std::runtime_error("execute");

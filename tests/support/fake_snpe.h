@@ -33,7 +33,7 @@ struct Engine {
   bool makes_buffers = true;     // false: createUserBuffer gives null
   std::vector<Tensor> inputs = {{"input", {1, 8, 8, 3}}};
   std::vector<Tensor> outputs = {{"output", {1, 8, 8, 2}}};
-  bool succeeds = true;                          // execute's answer; its output is written all the same
+  bool succeeds = true;                          // execute's answer; without success nothing is written
   bool throws = false;                           // execute throws std::runtime_error instead
   std::chrono::microseconds prediction_time{0};  // execute sleeps that long before it writes
 };

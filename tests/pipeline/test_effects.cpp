@@ -15,11 +15,7 @@
 namespace pexo::test {
 namespace {
 
-#ifdef __SANITIZE_THREAD__
-constexpr uint32_t kFrames = 500;
-#else
-constexpr uint32_t kFrames = 2000;
-#endif
+constexpr uint32_t kFrames = PEXO_TEST_FRAMES;
 constexpr uint32_t kLongestPrediction = 20'000;  // microseconds
 constexpr char kModel[] = "/dev/null";           // the fake opens anything
 

@@ -1,6 +1,8 @@
-// qmxImageCreate, qmxImageFree and qmxResize, which takes the nearest pixel above and to the left.
+// A plain image library for builds without the stand-in: qmxResize takes the nearest pixel above and to the left, and
+// of the colour conversions there is the one that the library calls.
 #include <qmx/qmx_image.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,4 +33,31 @@ extern "C" int32_t qmxResize(const QmxImage* source, QmxImage* destination, int3
     }
   }
   return 0;
+}
+
+// Full-range BT.601 with 8-bit coefficients.
+extern "C" int32_t qmxColorNV21toRGB888u8(const QmxImage* source, QmxImage* destination) {
+  for (int y = 0; y < source->height; ++y) {
+    for (int x = 0; x < source->width; ++x) {
+      const int luma = source->plane[0][y * source->stride[0] + x];
+      const uint8_t* pair = source->plane[1] + y / 2 * source->stride[1] + x / 2 * 2;
+      const int v = pair[0] - 128, u = pair[1] - 128;
+      const int rgb[] = {luma + 359 * v / 256, luma - (88 * u + 183 * v) / 256, luma + 454 * u / 256};
+      for (int c = 0; c < 3; ++c) {
+        destination->plane[0][y * destination->stride[0] + 3 * x + c] =
+            static_cast<uint8_t>(std::clamp(rgb[c], 0, 255));
+      }
+    }
+  }
+  return 0;
+}
+
+extern "C" int32_t qmxColorNV21toBGR888u8(const QmxImage*, QmxImage*) {
+  return 1;
+}
+extern "C" int32_t qmxColorRGB888toNV21u8(const QmxImage*, QmxImage*) {
+  return 1;
+}
+extern "C" int32_t qmxColorBGR888toNV21u8(const QmxImage*, QmxImage*) {
+  return 1;
 }

@@ -37,7 +37,7 @@ endif()
 add_library(pexo_options INTERFACE)
 # Contraction to fused multiply-add would make float results differ between x86 and Arm.
 target_compile_options(pexo_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wundef -Wcast-qual -Werror -ffp-contract=off
+  -Wall -Wextra -Wpedantic -Wshadow -Wundef -Wcast-qual -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
 if(PEXO_SANITIZE)
   add_compile_options(-fsanitize=${PEXO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

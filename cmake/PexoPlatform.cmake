@@ -8,7 +8,7 @@ set(PEXOLOG_ROOT "" CACHE PATH "Root of the log library, with lib/libpexolog.so"
 # pexo_<name>_headers: what src/ compiles against. pexo::<name>: the same and the library to link.
 foreach(name IN ITEMS qmx log snpe)
   add_library(pexo_${name}_headers INTERFACE)
-  target_include_directories(pexo_${name}_headers INTERFACE "${CMAKE_SOURCE_DIR}/platform/${name}/include")
+  target_include_directories(pexo_${name}_headers INTERFACE "${PROJECT_SOURCE_DIR}/platform/${name}/include")
 endforeach()
 if(SNPE_ROOT)
   set_target_properties(pexo_snpe_headers PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${SNPE_ROOT}/include/zdl")

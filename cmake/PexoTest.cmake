@@ -9,14 +9,14 @@ else()
 endif()
 
 # The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
-set(PEXO_MODELS_DIR "${CMAKE_SOURCE_DIR}/build/release/models" CACHE PATH "Where tests find MoviePortraitBig.dlc and MoviePortraitSmall.dlc")
+set(PEXO_MODELS_DIR "${PROJECT_SOURCE_DIR}/build/release/models" CACHE PATH "Where tests find MoviePortraitBig.dlc and MoviePortraitSmall.dlc")
 
 set(PEXO_TEST_PREFIX "" CACHE STRING "Put before the names of the tests, to tell builds apart in one ctest run")
 
 function(pexo_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
   add_executable(${name} ${arg_SOURCES})
-  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest_main pexo_options)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests"
                                            BUILD_RPATH "$ORIGIN/..")

@@ -1,1 +1,0 @@
-pexo_bench(bench_network SOURCES bench_network.cpp LIBRARIES pexo_core_linked)

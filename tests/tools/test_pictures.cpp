@@ -45,6 +45,13 @@ TEST_F(PortraitPictures, EveryKindAndSizeKeepsItsLevels) {
   }
 }
 
+TEST_F(PortraitPictures, PaddingRepeatsTheEdge) {
+  Ffmpeg("-i '" PEXO_PHOTOGRAPH "' -vf scale=303:255 -pix_fmt rgb24 odd.png");
+  Ffmpeg("-i odd.png -vf format=gbrp,pad=304:256,fillborders=right=1:bottom=1:mode=smear -pix_fmt rgb24 even.png");
+  for (const std::string name : {"odd.png", "even.png"}) EXPECT_EQ(Portrait("--quiet " + name + " " + name, 0, ""), "");
+  EXPECT_EQ(MeanLumaError(ReadPicture("odd.png"), ReadPicture("even.png", "crop=303:255:0:0")), 0);
+}
+
 // EXIF 2.3, tag 274.
 TEST_F(PortraitPictures, JpegOrientationIsFollowed) {
   Ffmpeg("-f lavfi -i testsrc2=s=24x16 -vf hue=s=0.3 -frames:v 1 -q:v 2 -pix_fmt yuvj420p plain.jpg");
@@ -83,9 +90,10 @@ TEST_F(PortraitPictures, MasksOfThePhotographAgreeWithTheReference) {
   }
   // Either model would pass for the other by its mask, but they differ in the channels of their output.
   for (const auto& [model, channels] : {std::pair("big", "2"), std::pair("small", "1")}) {
-    EXPECT_EQ(Portrait(std::string("--model ") + model + " in.png out.png 2>&1 | grep -o -- '-> 256 . 256 . [0-9]'", 0,
-                       std::string("-> 256 * 256 * ") + channels + "\n"),
-              "");
+    EXPECT_EQ(
+        Portrait(std::string("--verbose --model ") + model + " in.png out.png 2>&1 | grep -o -- '-> 256 . 256 . [0-9]'",
+                 0, std::string("-> 256 * 256 * ") + channels + "\n"),
+        "");
   }
 }
 

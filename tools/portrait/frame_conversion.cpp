@@ -10,14 +10,10 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include "failure.h"
+#include "common/failure.h"
 
 namespace pexo::portrait {
 namespace {
-
-int RoundUp(int value, int multiple) {
-  return (value + multiple - 1) / multiple * multiple;
-}
 
 // FFmpeg's buffers have room after every row, which its vector code needs.
 AvFrame NewFrame(int width, int height, AVPixelFormat format) {
@@ -44,9 +40,7 @@ bool IsFullRange(const AVFrame& frame) {
     case AV_PIX_FMT_YUVJ411P:
       return true;
     default:
-      // A format of one or two components is grey, which no picture file limits to the video range.
-      return frame.color_range == AVCOL_RANGE_JPEG ||
-             av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format))->nb_components <= 2;
+      return frame.color_range == AVCOL_RANGE_JPEG;
   }
 }
 
@@ -73,13 +67,13 @@ AvFrame Convert(const AVFrame& from, AVPixelFormat format) {
   };
   for (const auto& [name, value] : settings) av_opt_set_int(scaler.get(), name, value, 0);
   if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) {
-    throw Failure("pictures of this pixel format cannot be converted");
+    throw tools::Failure("pictures of this pixel format cannot be converted");
   }
   constexpr int kUnity = 1 << 16;
   sws_setColorspaceDetails(scaler.get(), MatrixOf(from), IsFullRange(from) ? 1 : 0, MatrixOf(*to), 1, 0, kUnity,
                            kUnity);
   if (sws_scale(scaler.get(), from.data, from.linesize, 0, from.height, to->data, to->linesize) != to->height) {
-    throw Failure("the picture cannot be converted");
+    throw tools::Failure("the picture cannot be converted");
   }
   return to;
 }
@@ -154,31 +148,13 @@ void CopyAndPad(const Plane& from, const Plane& to, int unit_bytes) {
 }
 
 AvFrame PadToEven(const AVFrame& rgba) {
-  AvFrame even = NewFrame(RoundUp(rgba.width, 2), RoundUp(rgba.height, 2), AV_PIX_FMT_RGBA);
+  AvFrame even = NewFrame(rgba.width + rgba.width % 2, rgba.height + rgba.height % 2, AV_PIX_FMT_RGBA);
   CopyAndPad({rgba.data[0], rgba.linesize[0], rgba.width, rgba.height},
              {even->data[0], even->linesize[0], even->width, even->height}, 4);
   return even;
 }
 
 }  // namespace
-
-CameraFrame::CameraFrame(int picture_width, int picture_height, int column_multiple)
-    : picture_width_(picture_width),
-      picture_height_(picture_height),
-      width_(RoundUp(picture_width, column_multiple)),
-      height_(RoundUp(picture_height, 2)),
-      pixels_(static_cast<std::size_t>(width_) * height_ * 3 / 2) {}
-
-QmxImage CameraFrame::Descriptor() {
-  QmxImage image = {};
-  image.format = QMX_FORMAT_NV21;
-  image.width = width_;
-  image.height = height_;
-  image.plane[0] = luma();
-  image.plane[1] = chroma();
-  image.stride[0] = image.stride[1] = width_;
-  return image;
-}
 
 CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple) {
   const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));

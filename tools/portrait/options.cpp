@@ -1,101 +1,38 @@
 #include "options.h"
 
-#include <array>
-#include <string_view>
+#include <tuple>
 
-#include <getopt.h>
-
-#include "failure.h"
+#include "common/command_line.h"
 
 namespace pexo::portrait {
-namespace {
-
-template <typename Value>
-struct Word {
-  std::string_view word;
-  Value value;
-};
-
-constexpr std::array kEffects{Word<int32_t>{"colour", HUMANBODYSEG_EFFECT_COLOUR},
-                              Word<int32_t>{"blur", HUMANBODYSEG_EFFECT_BLUR},
-                              Word<int32_t>{"mask", HUMANBODYSEG_EFFECT_MASK}};
-constexpr std::array kRotations{Word<uint32_t>{"0", 0}, Word<uint32_t>{"90", 90}, Word<uint32_t>{"180", 180},
-                                Word<uint32_t>{"270", 270}};
-constexpr std::array kCameras{Word<int32_t>{"front", 0}, Word<int32_t>{"back", 1}};
-constexpr std::array kLayouts{Word<uint32_t>{"soft", 0}, Word<uint32_t>{"hard", 1}};
-
-template <typename Words>
-auto Choose(const char* option, std::string_view argument, const Words& words) {
-  std::string choices;
-  for (const auto& [word, value] : words) {
-    if (word == argument) return value;
-    choices += (choices.empty() ? "" : ", ") + std::string(word);
-  }
-  throw UsageError("--" + std::string(option) + " takes one of " + choices + ", not '" + std::string(argument) + "'");
-}
-
-enum OptionCode { kEffect = 256, kModel, kRotate, kCamera, kLayout, kQuiet, kHelp, kVersion };
-
-constexpr option kLongOptions[] = {
-    {"effect", required_argument, nullptr, kEffect},
-    {"model", required_argument, nullptr, kModel},
-    {"rotate", required_argument, nullptr, kRotate},
-    {"camera", required_argument, nullptr, kCamera},
-    {"layout", required_argument, nullptr, kLayout},
-    {"quiet", no_argument, nullptr, kQuiet},
-    {"help", no_argument, nullptr, kHelp},
-    {"version", no_argument, nullptr, kVersion},
-    {nullptr, 0, nullptr, 0},
-};
-
-}  // namespace
 
 Options ParseOptions(int argc, char** argv) {
+  using tools::OptionKind;
   Options options;
-  opterr = 0;  // the messages are ours
-  for (;;) {
-    const int code = getopt_long(argc, argv, ":", kLongOptions, nullptr);
-    if (code == -1) break;
-    switch (code) {
-      case kEffect:
-        options.effect = Choose("effect", optarg, kEffects);
-        break;
-      case kModel:
-        options.model = optarg;
-        if (options.model.empty()) throw UsageError("--model takes big, small or a path, not an empty word");
-        break;
-      case kRotate:
-        options.rotation = Choose("rotate", optarg, kRotations);
-        break;
-      case kCamera:
-        options.camera_direction = Choose("camera", optarg, kCameras);
-        break;
-      case kLayout:
-        options.layout_mode = Choose("layout", optarg, kLayouts);
-        break;
-      case kQuiet:
-        options.quiet = true;
-        break;
-      case kHelp:
-      case kVersion:
-        options.action = code == kHelp ? Action::kHelp : Action::kVersion;
-        return options;
-      case ':':
-        throw UsageError("option '" + std::string(argv[optind - 1]) + "' needs a value");
-      default:
-        // A letter may stand in the middle of a word.
-        throw UsageError("unknown option '" +
-                         (optopt > 0 && optopt < kEffect ? std::string{'-', static_cast<char>(optopt)}
-                                                         : std::string(argv[optind - 1])) +
-                         "'");
-    }
-  }
-  if (argc - optind != 2) {
-    throw UsageError(argc - optind < 2 ? "an input and an output file are needed"
-                                       : "one input and one output file only");
-  }
-  options.input = argv[optind];
-  options.output = argv[optind + 1];
+  const auto action_option = [&options](const char* name, Action action) {
+    return tools::Option{name, OptionKind::kLast, [&options, action](const std::string&) { options.action = action; }};
+  };
+  const auto set_model = [&options](const std::string& model) {
+    if (model.empty()) throw tools::UsageError("takes big, small or a path, not an empty word");
+    options.model = model;
+  };
+  const tools::Option table[] = {
+      tools::ChoiceOption<int32_t>("effect", options.effect.effect,
+                                   {{"colour", HUMANBODYSEG_EFFECT_COLOUR},
+                                    {"blur", HUMANBODYSEG_EFFECT_BLUR},
+                                    {"mask", HUMANBODYSEG_EFFECT_MASK}}),
+      {"model", OptionKind::kValue, set_model},
+      tools::ChoiceOption<uint32_t>("rotate", options.effect.rotation,
+                                    {{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}),
+      tools::ChoiceOption<int32_t>("camera", options.effect.camera_direction, {{"front", 0}, {"back", 1}}),
+      tools::ChoiceOption<uint32_t>("layout", options.effect.layout_mode, {{"soft", 0}, {"hard", 1}}),
+      tools::FlagOption("verbose", options.verbose),
+      tools::FlagOption("quiet", options.quiet),
+      action_option("help", Action::kHelp),
+      action_option("version", Action::kVersion),
+  };
+  const std::vector<std::string> files = tools::ParseCommandLine(argc, argv, table);
+  if (options.action == Action::kRender) std::tie(options.input, options.output) = tools::InputAndOutput(files);
   return options;
 }
 
@@ -112,6 +49,7 @@ or JPEG by its ending (.png, .jpg, .jpeg).
                              (180 flips it top to bottom); the output is not turned
   --camera front|back        how much of the picture a person must fill to count with --effect colour
   --layout soft|hard         soft mask edges (default), or hard ones
+  --verbose                  print the library's log on standard error
   --quiet                    print nothing on success
   --help                     this text
   --version                  the library's version

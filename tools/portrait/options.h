@@ -1,10 +1,9 @@
 #ifndef PEXO_TOOLS_PORTRAIT_OPTIONS_H_
 #define PEXO_TOOLS_PORTRAIT_OPTIONS_H_
 
-#include <cstdint>
 #include <string>
 
-#include <pexo/humanbodyseg.h>
+#include "renderer.h"
 
 namespace pexo::portrait {
 
@@ -12,12 +11,10 @@ enum class Action { kRender, kHelp, kVersion };
 
 struct Options {
   Action action = Action::kRender;
-  int32_t effect = HUMANBODYSEG_EFFECT_BLUR;
+  EffectSettings effect;
   std::string model = "big";  // "big", "small" or a path
-  uint32_t rotation = 0;
-  int32_t camera_direction = 0;
-  uint32_t layout_mode = 0;
   bool quiet = false;
+  bool verbose = false;
   std::string input;
   std::string output;
 };

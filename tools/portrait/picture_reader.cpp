@@ -1,38 +1,19 @@
 #include "picture_reader.h"
 
-#include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
-#include "failure.h"
+#include "common/failure.h"
+#include "common/file.h"
 
 namespace pexo::portrait {
 namespace {
 
-constexpr int kMaxSize = 32767;  // the image library's scaler's
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
-  const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-  // A folder opens, but says that it is endless.
-  if (size < 0 || size >= INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE) {
-    std::error_code ignored;
-    const int reason = errno != 0 ? errno : std::filesystem::is_directory(path, ignored) ? EISDIR : EFBIG;
-    throw Failure(path + ": cannot be read: " + std::strerror(reason));
-  }
-  std::vector<uint8_t> bytes(static_cast<std::size_t>(size));
-  file.seekg(0);
-  if (!file.read(reinterpret_cast<char*>(bytes.data()), size)) {
-    throw Failure(path + ": cannot be read: " + std::strerror(errno != 0 ? errno : EIO));
-  }
-  return bytes;
-}
+constexpr int kMaxSize = 32767;                                              // the image library's scaler's
+constexpr std::size_t kMaxBytes = INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE;  // a packet's
 
 std::string_view Text(const std::vector<uint8_t>& bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -75,13 +56,8 @@ bool IsCompletePng(std::string_view file) {
   return false;
 }
 
-bool IsCompleteWebp(std::string_view file) {
-  uint64_t size = 0;
-  for (std::size_t i = 7; i >= 4; --i) size = size << 8 | static_cast<uint8_t>(file[i]);
-  return file.size() >= size + 8;
-}
-
-// Whether the file's own end is there: the decoders make a picture of half a file, too.
+// Whether the file's own end is there. The decoders make a picture of half a PNG or JPEG file, too; of a WebP file
+// they do not.
 bool IsComplete(std::string_view file, AVCodecID codec) {
   switch (codec) {
     case AV_CODEC_ID_PNG:
@@ -89,7 +65,7 @@ bool IsComplete(std::string_view file, AVCodecID codec) {
     case AV_CODEC_ID_MJPEG:
       return IsCompleteJpeg(file);
     default:
-      return IsCompleteWebp(file);
+      return true;
   }
 }
 
@@ -114,16 +90,17 @@ AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
 }  // namespace
 
 AvFrame ReadPicture(const std::string& path) {
-  const std::vector<uint8_t> file = ReadFile(path);
-  if (file.empty()) throw Failure(path + ": the file is empty");
+  const std::vector<uint8_t> file = tools::ReadFile(path, kMaxBytes);
+  if (file.empty()) throw tools::Failure(path + ": the file is empty");
   const AVCodecID codec = CodecOf(Text(file));
-  if (codec == AV_CODEC_ID_NONE) throw Failure(path + ": not a PNG, JPEG or WebP picture");
-  if (!IsComplete(Text(file), codec)) throw Failure(path + ": the picture is truncated or damaged");
+  if (codec == AV_CODEC_ID_NONE) throw tools::Failure(path + ": not a PNG, JPEG or WebP picture");
+  if (!IsComplete(Text(file), codec)) throw tools::Failure(path + ": the picture is truncated or damaged");
   AvFrame frame = Decode(file, codec);
-  if (frame == nullptr) throw Failure(path + ": the picture is damaged or of a kind that cannot be decoded");
+  if (frame == nullptr) throw tools::Failure(path + ": the picture is damaged or of a kind that cannot be decoded");
   if (frame->width > kMaxSize || frame->height > kMaxSize) {
-    throw Failure(path + ": the picture is " + std::to_string(frame->width) + "x" + std::to_string(frame->height) +
-                  ", more than " + std::to_string(kMaxSize) + " pixels in a direction");
+    throw tools::Failure(path + ": the picture is " + std::to_string(frame->width) + "x" +
+                         std::to_string(frame->height) + ", more than " + std::to_string(kMaxSize) +
+                         " pixels in a direction");
   }
   return frame;
 }

@@ -2,23 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <cstddef>
 #include <filesystem>
-#include <system_error>
-#include <utility>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "failure.h"
+#include "common/failure.h"
+#include "common/file.h"
 
 namespace pexo::portrait {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kJpegQuantiser = 2;  // of 1 (largest files) to 31
 
@@ -48,52 +39,10 @@ AvPacket Encode(CameraFrame& frame, PictureKind kind) {
   return packet;
 }
 
-// A new file beside the final one, removed unless it is put in place.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const fs::path& target)
-      : target_(target), name_((target.parent_path() / ".portrait-XXXXXX").string()) {
-    descriptor_ = ::mkostemp(name_.data(), O_CLOEXEC);
-    if (descriptor_ < 0) Throw();
-  }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-    if (!name_.empty()) ::unlink(name_.c_str());
-  }
-
-  void Write(const uint8_t* bytes, std::size_t size) {
-    while (size > 0) {
-      const ssize_t written = ::write(descriptor_, bytes, size);
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) Throw();
-      bytes += written;
-      size -= static_cast<std::size_t>(written);
-    }
-  }
-
-  void PutInPlace() {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    if (::fchmod(descriptor_, 0666 & ~mask) != 0) Throw();
-    if (::close(std::exchange(descriptor_, -1)) != 0) Throw();
-    if (::rename(name_.c_str(), target_.c_str()) != 0) Throw();
-    name_.clear();
-  }
-
- private:
-  [[noreturn]] static void Throw() { throw std::system_error(errno, std::generic_category()); }
-
-  fs::path target_;
-  std::string name_;
-  int descriptor_ = -1;
-};
-
 }  // namespace
 
 std::optional<PictureKind> PictureKindOf(const std::string& path) {
-  std::string ending = fs::path(path).extension().string();
+  std::string ending = std::filesystem::path(path).extension().string();
   std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
   if (ending == ".png") return PictureKind::kPng;
   if (ending == ".jpg" || ending == ".jpeg") return PictureKind::kJpeg;
@@ -102,18 +51,10 @@ std::optional<PictureKind> PictureKindOf(const std::string& path) {
 
 void WritePicture(CameraFrame& frame, const std::string& path) {
   const std::optional<PictureKind> kind = PictureKindOf(path);
-  if (!kind) throw Failure(path + ": the name must end in .png, .jpg or .jpeg");
+  if (!kind) throw tools::Failure(path + ": the name must end in .png, .jpg or .jpeg");
   const AvPacket packet = Encode(frame, *kind);
-  if (packet == nullptr) throw Failure(path + ": the picture cannot be encoded");
-  try {
-    const fs::path target = fs::weakly_canonical(path);  // through a link, into the file that it names
-    if (fs::exists(target) && !fs::is_regular_file(target)) throw Failure(path + ": exists and is not a file");
-    TemporaryFile file(target);
-    file.Write(packet->data, static_cast<std::size_t>(packet->size));
-    file.PutInPlace();
-  } catch (const std::system_error& error) {
-    throw Failure(path + ": cannot be written: " + error.code().message());
-  }
+  if (packet == nullptr) throw tools::Failure(path + ": the picture cannot be encoded");
+  tools::ReplaceFile(path, {packet->data, static_cast<std::size_t>(packet->size)});
 }
 
 }  // namespace pexo::portrait

@@ -2,28 +2,43 @@
 #ifndef PEXO_TOOLS_PORTRAIT_RENDERER_H_
 #define PEXO_TOOLS_PORTRAIT_RENDERER_H_
 
+#include <cstdint>
 #include <memory>
+#include <string>
 
 #include <pexo/humanbodyseg.h>
 
-#include "frame_conversion.h"
-#include "options.h"
+#include "camera_frame.h"
 
 namespace pexo::portrait {
+
+// The library's parameters of the same names.
+struct EffectSettings {
+  int32_t effect = HUMANBODYSEG_EFFECT_BLUR;
+  uint32_t rotation = 0;
+  int32_t camera_direction = 0;
+  uint32_t layout_mode = 0;
+};
 
 class Renderer {
  public:
   // Loads the model. Throws Failure.
-  explicit Renderer(const Options& options);
+  Renderer(const EffectSettings& settings, const std::string& model_path);
   ~Renderer();
   Renderer(const Renderer&) = delete;
   Renderer& operator=(const Renderer&) = delete;
 
-  // The effect of one picture. The pipelines answer some calls late, so the picture is fed until its own frame is back.
+  // Hands in a frame and leaves in its place, with the effect, the one of FramesLate() calls before. The first calls
+  // have none to give back. Throws Failure.
+  void Process(CameraFrame& frame);
+
+  // The effect of one picture, which is handed in until it comes back itself. Throws Failure.
   CameraFrame Render(const CameraFrame& picture);
 
-  // What a frame's width must divide by for an effect.
-  static int ColumnMultiple(int32_t effect) { return effect == HUMANBODYSEG_EFFECT_COLOUR ? 8 : 2; }
+  int FramesLate() const;
+
+  // What the width of a frame must be a multiple of.
+  int ColumnMultiple() const;
 
  private:
   struct HandleDeleter {

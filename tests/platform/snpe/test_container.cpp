@@ -95,10 +95,10 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
   std::ofstream(folder / "good").write(reinterpret_cast<const char*>(kModel.data()), std::ssize(kModel));
   std::ofstream(folder / "junk") << "junk";
   const std::tuple<const char*, int, const char*> cases[] = {
-      {"", 2, "usage:"},
-      {"good out", 2, "usage:"},
-      {"--head two-scores good", 2, "usage:"},
-      {"--head three-scores good out", 2, "usage:"},
+      {"", 2, "see pack-dlc --help"},
+      {"good out", 2, "--head"},
+      {"--head two-scores good", 2, "output"},
+      {"--head three-scores good out", 2, "three-scores"},
       {"--head two-scores missing out", 1, "pack-dlc: missing: "},
       {"--head two-scores junk out", 1, "pack-dlc: junk: "},
       {"--head two-scores good no/such/folder", 1, "pack-dlc: no/such/folder: "},

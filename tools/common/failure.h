@@ -1,11 +1,10 @@
-// What goes wrong for reasons outside the program: a message for the user, in one line.
-#ifndef PEXO_TOOLS_PORTRAIT_FAILURE_H_
-#define PEXO_TOOLS_PORTRAIT_FAILURE_H_
+// What goes wrong for reasons outside a program: a message for the user, in one line.
+#ifndef PEXO_TOOLS_COMMON_FAILURE_H_
+#define PEXO_TOOLS_COMMON_FAILURE_H_
 
 #include <stdexcept>
-#include <string>
 
-namespace pexo::portrait {
+namespace pexo::tools {
 
 // Exit status 1. The message that reaches the user begins with the file that it is about.
 class Failure : public std::runtime_error {
@@ -19,6 +18,6 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-}  // namespace pexo::portrait
+}  // namespace pexo::tools
 
-#endif  // PEXO_TOOLS_PORTRAIT_FAILURE_H_
+#endif  // PEXO_TOOLS_COMMON_FAILURE_H_

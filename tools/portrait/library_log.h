@@ -1,0 +1,17 @@
+// The library's log in this program, which takes the place of the log library's own function.
+#ifndef PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_
+#define PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_
+
+#include <string>
+
+namespace pexo::portrait {
+
+// Whether the lines are printed, as the log library prints them. At first they are not.
+void SetLibraryLogPrinted(bool printed);
+
+// What the inference engine did not like about the last model that it refused; empty if it said nothing.
+std::string EngineReason();
+
+}  // namespace pexo::portrait
+
+#endif  // PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_

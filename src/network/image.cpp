@@ -1,5 +1,6 @@
 #include "network/image.h"
 
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -34,8 +35,10 @@ void SwapRedAndBlue(QmxImage& destination, const QmxImage& source) {
 
 void CopyPlanes(QmxImage& destination, const QmxImage& source) {
   if (!IsRgb(destination.format) && destination.format != kFormatGray8 && !IsTwoPlane(destination.format)) return;
+  assert(destination.stride[0] == source.stride[0]);
   std::memcpy(destination.plane[0], source.plane[0], Size(destination.stride[0]) * Size(destination.height));
   if (!IsTwoPlane(destination.format) || destination.plane[1] == nullptr || source.plane[1] == nullptr) return;
+  assert(destination.stride[1] == source.stride[1]);
   std::memcpy(destination.plane[1], source.plane[1], Size(destination.height) * Size(destination.stride[1]) / 2);
 }
 
@@ -145,6 +148,7 @@ void ConvertImage(QmxImage& destination, const QmxImage& source) {
 }
 
 void RotateImage(QmxImage& image, int32_t format, int32_t degrees) {
+  assert(format == image.format);
   if (degrees != 90 && degrees != 180 && degrees != 270) return;
   Image scratch;
   AllocImage(scratch, image.width, image.height, format);
@@ -163,6 +167,8 @@ void RotateImage(QmxImage& image, int32_t format, int32_t degrees) {
 }
 
 void RotateQuarter(QmxImage& destination, const QmxImage& source, int32_t degrees) {
+  assert(destination.width == source.width && destination.height == source.height);
+  assert(destination.format == source.format);
   if (degrees != 90 && degrees != -90) return;
   if (destination.plane[0] == nullptr || source.plane[0] == nullptr) return;
   if (IsRgb(source.format)) {
@@ -173,6 +179,7 @@ void RotateQuarter(QmxImage& destination, const QmxImage& source, int32_t degree
 }
 
 Image DoubleAndShift(const QmxImage& plane) {
+  assert(plane.format == kFormatGray8);
   Image doubled;
   AllocImage(doubled, 2 * plane.width, 2 * plane.height, kFormatGray8);
   ConvertImage(doubled, plane);

@@ -8,7 +8,7 @@
 
 namespace pexo {
 
-// The image library's format codes that the library meets.
+// The image library's format codes that occur here.
 enum ImageFormat : int32_t {
   kFormatBgr888 = 1,   // 3 bytes a pixel, one plane
   kFormatRgb888 = 2,   // 3 bytes a pixel, one plane
@@ -20,8 +20,8 @@ enum ImageFormat : int32_t {
 
 inline constexpr uint32_t kInterpolationBilinear = 2;
 
-// The caller's descriptor and two fields of our own. Move-only; an image with `owns_data` releases plane[0] (one block
-// for all planes) when it goes out of scope.
+// The image library's descriptor and two fields of our own. Move-only; an image with `owns_data` releases plane[0] (one
+// block for all planes) when it goes out of scope.
 struct Image : QmxImage {
   bool owns_data = false;
   uint32_t interpolation = kInterpolationBilinear;  // for resizes into this image
@@ -44,16 +44,16 @@ struct Image : QmxImage {
 // `width`. Throws std::bad_alloc.
 void AllocImage(Image& image, int32_t width, int32_t height, int32_t format);
 
-// Fills the existing pixels of `destination` from `source`: by their formats a colour conversion (sizes must be equal),
-// a swap of red and blue, a copy (equal formats and sizes) or a resize (equal formats, different sizes). Does nothing
-// for any other pair of formats, or when a plane is missing. Copies take whole rows of the destination's stride, so
-// both sides of a copy have the same strides.
+// Fills the existing pixels of `destination` from `source`. Their formats decide how: a colour conversion (sizes must
+// be equal), a swap of red and blue, a copy (equal formats and sizes) or a resize (equal formats, different sizes).
+// Does nothing for any other pair of formats, or when a plane is missing. A copy takes whole rows, padding and all, so
+// both sides must have the same strides.
 void ConvertImage(Image& destination, const QmxImage& source);
 void ConvertImage(QmxImage& destination, const QmxImage& source);
 
 // Turns the pixels in place: 90 clockwise, 270 anticlockwise, 180 as a vertical flip (rows in reverse order, pixels
-// inside a row as they were); any other value leaves them. `format` is the image's own. The descriptor keeps its
-// geometry, so a quarter turn of an image that is not square leaves its pixels packed in the old one.
+// inside a row as they were); any other value leaves them. `format` must be the image's own. The descriptor keeps its
+// geometry, so a quarter turn of an image that is not square leaves the turned pixels packed in rows of the old width.
 // Throws std::bad_alloc.
 void RotateImage(QmxImage& image, int32_t format, int32_t degrees);
 

@@ -16,7 +16,7 @@ namespace pexo {
 inline constexpr int32_t kNetworkOk = 0;
 inline constexpr int32_t kNetworkFailed = 2;
 
-// The options of one frame, and what the network found in it.
+// The options of one frame, and what the network has found in it.
 struct FrameParams {
   uint32_t rotation = 0;          // degrees that turn the frame upright: 0, 90, 180, 270; others turn nothing
   uint32_t layout_mode = 0;       // 0 soft mask, 1 hard mask at input size
@@ -24,8 +24,8 @@ struct FrameParams {
   int32_t effect_mode = 0;
 };
 
-// One engine: `Init`, then any number of `Process` calls, then `Uninit`. Not locked: one thread at a time, apart from
-// what the pipelines order themselves. Operations throw std::bad_alloc and nothing else of their own.
+// One engine: `Init`, then any number of `Process` calls, then `Uninit`. Not locked: one thread at a time, except where
+// a pipeline orders the calls itself. Operations throw std::bad_alloc and nothing else of their own.
 class Network {
  public:
   Network() = default;
@@ -56,16 +56,16 @@ class Network {
   // size. Reads the field `layout_mode`.
   virtual int32_t GetOutput(QmxImage& /*image*/) { return kNetworkOk; }
 
-  // The two halves of pre-processing: make the model image, then take it with the frame's options. MakeModelImage reads
-  // only the input geometry, so it may run beside Predict and PostProcess of an earlier frame.
+  // Pre-processing and its two halves: make the model image, then take it with the frame's options. MakeModelImage
+  // reads only the input geometry, so it may run beside Predict and PostProcess of an earlier frame.
   int32_t PreProcess(const QmxImage& frame, const FrameParams& params);
   [[nodiscard]] Image MakeModelImage(const QmxImage& frame, const FrameParams& params) const;
   int32_t TakeModelImage(const Image& model_image, const FrameParams& params);
 
-  // The two halves of post-processing: read the mask from the engine, then measure, turn, scale and shape it into
-  // `output`. `ReadMask` takes `layout_mode` from the parameters, which settles the size of the mask and the way it is
-  // decoded together. `ShapeMask` touches no engine buffer, so it may run beside Predict of a later frame; it must be
-  // given the parameters that ReadMask had. PostProcess returns 2 when the engine fails, and then writes nothing.
+  // Post-processing and its two halves: read the mask from the engine, then measure, turn, scale and shape it into
+  // `output`. ReadMask takes `layout_mode` from the parameters and so settles both the size of the mask and the way it
+  // is decoded. ShapeMask touches no engine buffer, so it may run beside Predict of a later frame; it must be given the
+  // parameters that ReadMask had. PostProcess returns 2 when the engine fails, and then writes nothing.
   int32_t PostProcess(FrameParams& params, QmxImage& output);
   int32_t ReadMask(const FrameParams& params, Image& mask);
   void ShapeMask(FrameParams& params, Image& mask, QmxImage& output);
@@ -79,7 +79,7 @@ class Network {
   uint32_t output_channels = 0;  // 1: the output is the mask itself, reshaped by the contrast table
 
   uint32_t layout_mode = 0;  // of the frame being read
-  uint32_t effect_mode = 0;  // kept for the engine's information only
+  uint32_t effect_mode = 0;  // of the same frame; nothing here reads it
 
   // The logit range that the grey levels of a one-channel model stand for.
   float sigmoid_min = -1.0f;

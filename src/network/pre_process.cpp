@@ -12,8 +12,8 @@ int32_t Network::TakeModelImage(const Image& model_image, const FrameParams& par
   return SetInput(model_image);
 }
 
-// Resizes in NV21, so that the colour conversion only sees the small image. A frame that has no way to NV21 gives the
-// model an all-zero one.
+// Resizes in NV21, so that the colour conversion only sees the small image. A frame that cannot be brought to NV21
+// counts as all zero.
 Image Network::MakeModelImage(const QmxImage& frame, const FrameParams& params) const {
   const auto width = static_cast<int32_t>(input_width);
   const auto height = static_cast<int32_t>(input_height);

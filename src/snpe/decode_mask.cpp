@@ -5,7 +5,7 @@
 
 #include "blur/plane_filters.h"
 #include "kernels/mask_kernels.h"
-#include "snpe/snpe_network.h"
+#include "network/network.h"
 
 namespace pexo {
 namespace {
@@ -17,22 +17,22 @@ void DecodeSoft(const uint8_t* scores, uint8_t* mask, int32_t pixels, float thre
   DecodeSoftScores(scores, pixels, mask, lo, hi);
 }
 
-Image GrayImage(uint32_t width, uint32_t height) {
+Image AllocGray(uint32_t width, uint32_t height) {
   Image image;
   AllocImage(image, static_cast<int32_t>(width), static_cast<int32_t>(height), kFormatGray8);
   return image;
 }
 
-// A score plane doubled, moved and scaled to the model's input size.
-Image ScaleScores(const SnpeNetwork& network, const Image& scores) {
-  Image scaled = GrayImage(network.input_width, network.input_height);
+// A score plane, doubled, moved and scaled to the model's input size.
+Image ScaleScores(const Network& network, const Image& scores) {
+  Image scaled = AllocGray(network.input_width, network.input_height);
   ConvertImage(scaled, DoubleAndShift(scores));
   return scaled;
 }
 
-void DecodeHard(const SnpeNetwork& network, const uint8_t* scores, uint8_t* mask) {
-  Image background = GrayImage(network.output_width, network.output_height);
-  Image foreground = GrayImage(network.output_width, network.output_height);
+void DecodeHard(const Network& network, const uint8_t* scores, uint8_t* mask) {
+  Image background = AllocGray(network.output_width, network.output_height);
+  Image foreground = AllocGray(network.output_width, network.output_height);
   SplitChromaPairs(foreground.plane[0], background.plane[0], scores, background.width, background.height,
                    2 * background.width);
   background = ScaleScores(network, background);
@@ -42,7 +42,7 @@ void DecodeHard(const SnpeNetwork& network, const uint8_t* scores, uint8_t* mask
 
 }  // namespace
 
-void DecodeMask(const SnpeNetwork& network, const uint8_t* scores, uint8_t* mask, float threshold) {
+void DecodeMask(const Network& network, const uint8_t* scores, uint8_t* mask, float threshold) {
   const auto pixels = static_cast<int32_t>(network.output_height * network.output_width);
   if (scores == nullptr || mask == nullptr || pixels < 1) return;
   if (network.output_channels == 1) {

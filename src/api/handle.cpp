@@ -1,4 +1,4 @@
-// The life of a handle and its parameters.
+// The life of a handle, and its parameters.
 #include "api/handle.h"
 
 #include <cstring>
@@ -43,12 +43,6 @@ HumanBodySegHandle* pexoHumanBodySegCreate(void) {
     PEXO_LOG("Handle is null!");
     return nullptr;
   }
-  handle->network = nullptr;
-  handle->layout_mode = 0;
-  handle->rotation = 0;
-  handle->model_path[0] = '\0';
-  handle->camera_direction = 0;
-  handle->effect_mode = 0;
   PEXO_LOG("Exit pexoHumanBodySegCreate!");
   return handle;
 }
@@ -116,8 +110,7 @@ void pexoHumanBodySegUninit(HumanBodySegHandle* handle) try {
     return;
   }
   handle->network->Uninit();
-  delete handle->network;
-  handle->network = nullptr;
+  handle->network.reset();
   PEXO_LOG("Exit pexoHumanBodySegUninit!");
 } catch (...) {
   // Nothing that Uninit does throws of itself; a foreign library's exception must not reach the caller.
@@ -130,6 +123,7 @@ void pexoHumanBodySegDestroy(HumanBodySegHandle* handle) {
     PEXO_LOG("Handle is null!");
     return;
   }
+  static_cast<void>(handle->network.release());  // leaked: the caller has left Uninit out
   delete handle;
   PEXO_LOG("Exit pexoHumanBodySegDestroy!");
 }

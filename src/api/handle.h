@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 #include "network/network.h"
@@ -11,7 +12,7 @@
 
 namespace pexo {
 
-inline constexpr size_t kModelPathBytes = 128;  // with the terminator
+inline constexpr size_t kModelPathBytes = HUMANBODYSEG_MODEL_PATH_MAX + 1;  // with the terminator
 
 // Serialises the entries that read or change a handle.
 extern std::mutex api_lock;
@@ -19,14 +20,15 @@ extern std::mutex api_lock;
 }  // namespace pexo
 
 struct HumanBodySegHandle {
-  // Owned, but not released with the record: Init replaces it and Destroy drops it as they stand, so only Uninit ends a
-  // network and its threads.
-  pexo::Network* network;
-  uint32_t layout_mode;
-  uint32_t rotation;
+  HumanBodySegHandle() { model_path[0] = '\0'; }  // the rest of the path stays as it is
+
+  // Only Uninit ends a network and its threads. Init and Destroy leak one that is still here, by `release()`.
+  std::unique_ptr<pexo::Network> network;
+  uint32_t layout_mode = 0;
+  uint32_t rotation = 0;
   char model_path[pexo::kModelPathBytes];
-  int32_t camera_direction;
-  int32_t effect_mode;
+  int32_t camera_direction = 0;
+  int32_t effect_mode = 0;
 };
 
 #endif  // PEXO_API_HANDLE_H_

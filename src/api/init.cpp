@@ -31,32 +31,34 @@ std::unique_ptr<Kind> MakeNetwork(Arguments&&... arguments) try {
   return nullptr;
 }
 
+// A network that fails to initialise does not stay with the handle.
 int32_t InitMaskView(HumanBodySegHandle& handle) {
   if (handle.camera_direction < 0) return RejectDirection();
-  // An earlier network is dropped as it stands; one that cannot be made or initialised does not stay with the handle.
-  handle.network = nullptr;
+  static_cast<void>(handle.network.release());  // leaked: the caller has left Uninit out
   auto network = MakeNetwork<SnpeNetwork>(handle.model_path);
   if (network == nullptr) return HUMANBODYSEG_ERR_FAILED;
   const int32_t status = network->Init();
-  if (status == kNetworkOk) handle.network = network.release();
+  if (status == kNetworkOk) handle.network = std::move(network);
   PEXO_LOG("Exit pexoHumanBodySegInit!");
   return status;
 }
 
-// The pipeline stays with the handle whatever happens after it was made; Uninit releases it.
+// Whatever fails afterwards, the pipeline stays with the handle until Uninit.
 template <typename Pipeline>
 int32_t InitPipeline(HumanBodySegHandle& handle) {
-  Pipeline* const pipeline = MakeNetwork<Pipeline>().release();
-  handle.network = pipeline;
-  if (pipeline == nullptr) return HUMANBODYSEG_ERR_FAILED;
+  static_cast<void>(handle.network.release());  // leaked: the caller has left Uninit out
+  auto owned = MakeNetwork<Pipeline>();
+  if (owned == nullptr) return HUMANBODYSEG_ERR_FAILED;
+  Pipeline& pipeline = *owned;
+  handle.network = std::move(owned);
   if (handle.camera_direction < 0) return RejectDirection();
   if (handle.model_path[0] == '\0') std::memcpy(handle.model_path, kDefaultModelPath, sizeof(kDefaultModelPath));
-  const int32_t inserted = pipeline->InsertNetworkMacro(handle.model_path);
+  const int32_t inserted = pipeline.InsertNetworkMacro(handle.model_path);
   if (inserted != kNetworkOk) {
     PEXO_LOG("Ret value of InsertNetworkMacro = %d!", static_cast<int>(inserted));
     return inserted;
   }
-  const int32_t status = pipeline->Init();
+  const int32_t status = pipeline.Init();
   PEXO_LOG("Exit pexoHumanBodySegInit!");
   return status;
 }

@@ -6,7 +6,7 @@
 
 namespace pexo {
 
-// A new decision is kept once it has held for six frames after the one on which it appeared. Starts with "present".
+// A new decision is kept once it has held for six frames after the one on which it first appeared. Starts as "present".
 class PresenceDebouncer {
  public:
   // Takes one frame's decision and returns the kept one.
@@ -18,14 +18,14 @@ class PresenceDebouncer {
   int32_t presence_run_ = 0;  // frames that the current decision has held, stopping at INT32_MAX
 };
 
-// The instance of all handles of the process; guarded by api_lock and never reset.
+// The one instance, shared by all handles of the process; guarded by api_lock and never reset.
 PresenceDebouncer& SharedPresence();
 
-// The decision of one frame from the share of foreground pixels. A negative direction has no thresholds: always
+// The decision for one frame, from its share of foreground pixels. A negative direction has no thresholds: always
 // present.
 bool IsPersonPresent(int32_t camera_direction, float foreground_fraction);
 
-// A person seen clearly enough for the effect whatever the debounced decision says.
+// Whether a person fills so much of the frame that the effect applies whatever the debounced decision says.
 bool IsPersonObvious(int32_t camera_direction, float foreground_fraction);
 
 }  // namespace pexo

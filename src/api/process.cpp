@@ -62,7 +62,7 @@ int32_t RenderColourRetention(int32_t camera_direction, float foreground_fractio
     GreyOut(frame);
     return HUMANBODYSEG_OK;
   }
-  if (mask.width % 8 != 0) {
+  if (mask.width % HUMANBODYSEG_COLOUR_WIDTH_MULTIPLE != 0) {
     PEXO_LOG("Please make sure the width of input %d can be divided by 8!", static_cast<int>(mask.width));
     return HUMANBODYSEG_ERR_PARAM;
   }

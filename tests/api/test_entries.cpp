@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "api/handle.h"
+#include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
 
 namespace pexo {
@@ -64,9 +65,9 @@ TEST(Entries, VersionIsOneStaticRecord) {
 }
 
 TEST(Entries, ParametersAreBounded) {
-  HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
+  const test::Handle handle(0, "");
   const std::string longest(127, 'a'), too_long(128, 'b');
-  const auto set_path = [&](const char* path) { return pexoHumanBodySegSetParam(handle, 259, path); };
+  const auto set_path = [&](const char* path) { return pexoHumanBodySegSetParam(handle.record, 259, path); };
   EXPECT_EQ(set_path(longest.c_str()), 0);
   EXPECT_EQ(LogLines([&] { EXPECT_EQ(set_path(too_long.c_str()), 3); }),
             Lines{"Model path is longer than 127 characters!"});
@@ -75,7 +76,6 @@ TEST(Entries, ParametersAreBounded) {
   EXPECT_STREQ(handle->model_path, "aaaaaaa");
   EXPECT_EQ(std::vector({handle->layout_mode, handle->rotation}), std::vector({0u, 0u}));
   EXPECT_EQ(std::vector({handle->camera_direction, handle->effect_mode}), std::vector({0, 0}));
-  pexoHumanBodySegDestroy(handle);
 }
 
 }  // namespace

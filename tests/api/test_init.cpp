@@ -7,15 +7,17 @@
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/frames.h"
+#include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
 
 namespace pexo {
 namespace {
 
 using fake::Engine;
+using test::Frame;
 
 constexpr char kDefaultPath[] = "/vendor/camera3rd/qmx/MoviePortraitBig.dlc";
-constexpr char kModel[] = "/dev/null";  // the fake opens anything
+const std::string kModel = test::kAnyModel;
 
 // The effect that a network is built for; 0 for none.
 int32_t EffectOf(const Network* network) {
@@ -32,7 +34,7 @@ TEST(Init, BuildsByEffectAndDirection) {
   const Engine works{.runtimes = {0, 2}}, cannot_build{.runtimes = {2}, .builds = false};
   const std::string size = "DLC size = 8 * 8 * 3 -> 8 * 8 * 2", exit = "Exit pexoHumanBodySegInit!",
                     direction = "Unsupported CameraDirection param!", effect = "Unsupported EffectMode param!",
-                    fallback = std::string(kModel) + " Runtime is not supported, use CPU mode!",
+                    fallback = kModel + " Runtime is not supported, use CPU mode!",
                     not_built = "zdl::SNPE::SNPEBuilder build failed.", not_opened = "Fail to open snpe model!",
                     not_found = "Fail to locate model path [";
   const struct {
@@ -70,29 +72,24 @@ TEST(Init, BuildsByEffectAndDirection) {
   for (const auto& each : cases) {
     SCOPED_TRACE(&each - cases);
     SetEngine(each.engine);
-    HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
-    pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &each.effect);
-    pexoHumanBodySegSetParam(handle, PARAM_CAMERA_DIRECTION, &each.direction);
-    pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, each.path.c_str());
+    test::Handle handle(each.effect, each.path);
+    handle.Set(PARAM_CAMERA_DIRECTION, each.direction);
     Lines lines{"Enter pexoHumanBodySegInit!", "Camera direction = " + std::to_string(each.direction) +
                                                    ", effect mode = " + std::to_string(each.effect)};
     lines.insert(lines.end(), each.lines.begin(), each.lines.end());
-    EXPECT_EQ(LogLines([&] { EXPECT_EQ(pexoHumanBodySegInit(handle), each.status); }), lines);
-    EXPECT_EQ(EffectOf(handle->network), each.network);
+    EXPECT_EQ(LogLines([&] { EXPECT_EQ(handle.Init(), each.status); }), lines);
+    EXPECT_EQ(EffectOf(handle->network.get()), each.network);
     EXPECT_EQ(handle->model_path, each.path_after);
     if (each.network != 0) {
-      EXPECT_EQ(LogLines([&] { pexoHumanBodySegUninit(handle); }),
+      EXPECT_EQ(LogLines([&] { handle.Uninit(); }),
                 (Lines{"Enter pexoHumanBodySegUninit!", "Exit pexoHumanBodySegUninit!"}));
     }
     EXPECT_EQ(handle->network, nullptr);
-    pexoHumanBodySegInit(handle);  // and again; a pipeline that is not ready takes frames all the same
-    test::Frame frame(16, 16);
-    for (int i = 0; i < 4; ++i) {
-      const int32_t status = pexoHumanBodySegProcess(handle, &frame.image(), nullptr);
-      EXPECT_EQ(status, each.network == 0 || each.status == 3 ? 2 : 0);
+    handle.Init();  // and again; a pipeline without its model takes frames all the same
+    for (uint32_t i = 0; i < 4; ++i) {
+      Frame frame(16, 16);
+      EXPECT_EQ(handle.Process(frame.image()), each.network == 0 || each.status == 3 ? 2 : 0);
     }
-    pexoHumanBodySegUninit(handle);
-    pexoHumanBodySegDestroy(handle);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "api/handle.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/frames.h"
+#include "tests/support/handle.h"
 
 namespace {
 
@@ -84,16 +85,14 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
     bool struck = true;
     for (int allocation = -1; struck; ++allocation) {
       SCOPED_TRACE(testing::Message() << (&each - cases) << ", allocation " << allocation);
-      HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
-      pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &each.effect);
-      pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, "/dev/null");  // the fake opens anything
+      Handle handle(each.effect);
       int32_t status = 0;
-      const auto init = [&] { status = pexoHumanBodySegInit(handle); };
+      const auto init = [&] { status = handle.Init(); };
       struck = each.struck == kInit && Strikes(allocation, init);
       if (struck) {
         EXPECT_EQ(status, 5);
         EXPECT_EQ(handle->network != nullptr, each.effect != 3 && allocation > 0);
-        pexoHumanBodySegUninit(handle);
+        handle.Uninit();
       }
       if (struck || each.struck != kInit) init();
       EXPECT_EQ(status, 0);
@@ -101,7 +100,7 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
       for (uint32_t i = 0; i < kFrames; ++i) {
         const Frame original = Frame::Noise(i == each.struck ? each.struck_width : 64, 48, i);
         Frame frame(original);
-        const auto process = [&] { status = pexoHumanBodySegProcess(handle, &frame.image(), nullptr); };
+        const auto process = [&] { status = handle.Process(frame.image()); };
         if (i == each.struck) {
           struck = Strikes(allocation, process);
           // The image library's own memory may run out too: that conversion is then left out.
@@ -113,8 +112,6 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
         }
         if (i >= each.settled) answers.insert(answers.end(), frame.pixels().begin(), frame.pixels().end());
       }
-      pexoHumanBodySegUninit(handle);
-      pexoHumanBodySegDestroy(handle);
       if (allocation < 0) expected = answers;
       EXPECT_TRUE(answers == expected);
       EXPECT_TRUE(struck || allocation < 0 || allocation >= each.least_allocations);

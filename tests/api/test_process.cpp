@@ -10,33 +10,25 @@
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/frames.h"
+#include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
 
 namespace pexo {
 namespace {
 
 using test::Frame;
+using test::Handle;
 
-class Process : public ::testing::Test {
- protected:
-  void SetUp() override { fake::SetEngine({}); }
-  void TearDown() override {
-    pexoHumanBodySegUninit(handle);
-    pexoHumanBodySegDestroy(handle);
+// A handle that is ready on the fake engine.
+struct Ready : Handle {
+  explicit Ready(int32_t effect, const fake::Engine& engine = {}, const std::string& model = test::kAnyModel)
+      : Handle(effect, model) {
+    SetEngine(engine);
+    EXPECT_EQ(Init(), 0);
   }
-  void Set(int32_t key, uint32_t value) { pexoHumanBodySegSetParam(handle, key, &value); }
-  void Init(uint32_t effect, const std::string& path = "/dev/null") {
-    pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, path.c_str());
-    Set(PARAM_EFFECT_MODE, effect);
-    ASSERT_EQ(pexoHumanBodySegInit(handle), 0);
-  }
-  int32_t Run(Frame& frame, const QmxImage* mask = nullptr) {
-    return pexoHumanBodySegProcess(handle, &frame.image(), mask);
-  }
-  HumanBodySegHandle* const handle = pexoHumanBodySegCreate();
 };
 
-TEST_F(Process, RefusesInTheDocumentedOrder) {
+TEST(Process, RefusesInTheDocumentedOrder) {
   const std::string sizes_differ = "Please make sure the size between input image and mask is identical!";
   const std::string odd = "Please make sure input size can be divided by 2!";
   const struct {
@@ -61,12 +53,12 @@ TEST_F(Process, RefusesInTheDocumentedOrder) {
       {true, 1, 12, 8, 0, 0, true, 3, {"Please make sure the width of input 12 can be divided by 8!"}},
       {true, 3, 8, 8, 8, 8, true, 0, {}},
   };
-  Init(3);
-  Network* const network = handle->network;
+  Handle uninitialised(3);
+  Ready ready(3);
   for (const auto& each : cases) {
     SCOPED_TRACE(&each - cases);
-    handle->network = each.initialised ? network : nullptr;
-    handle->effect_mode = each.effect;
+    Handle& handle = each.initialised ? ready : uninitialised;
+    handle.Set(PARAM_EFFECT_MODE, each.effect);
     Frame frame(16, 16);
     QmxImage image = frame.image(), mask{};
     image.width = each.width;
@@ -74,17 +66,17 @@ TEST_F(Process, RefusesInTheDocumentedOrder) {
     if (!each.has_planes) image.plane[0] = image.plane[1] = nullptr;
     mask.width = each.mask_width;
     mask.height = each.mask_height;
-    const auto run = [&] { return pexoHumanBodySegProcess(handle, &image, each.mask_width > 0 ? &mask : nullptr); };
-    EXPECT_EQ(LogLines([&] { EXPECT_EQ(run(), each.status); }), each.lines);
+    const auto run = [&] { EXPECT_EQ(handle.Process(image, each.mask_width > 0 ? &mask : nullptr), each.status); };
+    EXPECT_EQ(LogLines(run), each.lines);
     EXPECT_EQ(frame.pixels() == Frame(16, 16).pixels(), each.status != 0);
   }
   Frame frame(8, 8);
   EXPECT_EQ(pexoHumanBodySegProcess(nullptr, &frame.image(), nullptr), 2);
-  EXPECT_EQ(pexoHumanBodySegProcess(handle, nullptr, nullptr), 2);
+  EXPECT_EQ(pexoHumanBodySegProcess(ready.record, nullptr, nullptr), 2);
 }
 
 // The mask is that of the network alone; models of one channel shape it.
-TEST_F(Process, MaskViewShowsTheMaskAndNothingElse) {
+TEST(Process, MaskViewShowsTheMaskAndNothingElse) {
   const std::tuple<std::string, uint32_t, Lines> models[] = {
       {"Portrait", 2, {}},
       {"Portrait", 1, {"Min/Max sigmoid value = -1.00/1.00"}},
@@ -92,69 +84,67 @@ TEST_F(Process, MaskViewShowsTheMaskAndNothingElse) {
   for (const auto& [file, channels, lines] : models) {
     const std::string path = testing::TempDir() + file;
     std::ofstream(path).flush();
-    fake::SetEngine({.outputs = {{"out", {1, 4, 4, channels}}}});
-    Init(3, path);
+    Ready handle(3, {.outputs = {{"out", {1, 4, 4, channels}}}}, path);
     SnpeNetwork network(path);
     network.Init();
     for (const auto& [width, height] : {std::pair{640, 480}, {8, 8}, {2, 2}, {34, 6}}) {
       FrameParams params{.rotation = width == 34 ? 90u : 0u, .layout_mode = width == 8 ? 1u : 0u};
-      Set(PARAM_ROTATION, params.rotation);
-      Set(PARAM_LAYOUT_MODE, params.layout_mode);
+      handle.Set(PARAM_ROTATION, static_cast<int32_t>(params.rotation));
+      handle.Set(PARAM_LAYOUT_MODE, static_cast<int32_t>(params.layout_mode));
       Frame frame = Frame::Noise(width, height, 1), mask(width, height, kFormatGray8);
       const Frame argument = Frame::Noise(width, height, 2, kFormatGray8), unchanged(argument);
       network.Process(frame.image(), params, mask.image());
-      EXPECT_EQ(LogLines([&] { EXPECT_EQ(Run(frame, &argument.image()), 0); }), width == 640 ? lines : Lines{});
+      const auto run = [&] { EXPECT_EQ(handle.Process(frame.image(), &argument.image()), 0); };
+      EXPECT_EQ(LogLines(run), width == 640 ? lines : Lines{});
       mask.pixels().resize(frame.pixels().size(), 128);
       EXPECT_EQ(frame.pixels(), mask.pixels()) << file << ", width " << width;
       EXPECT_EQ(argument.pixels(), unchanged.pixels());
     }
-    pexoHumanBodySegUninit(handle);
   }
 }
 
-TEST_F(Process, FailuresAreOfOneFrame) {
-  Init(3);
+TEST(Process, FailuresAreOfOneFrame) {
+  Ready handle(3);
   for (const auto& [engine, status] : {std::pair{fake::Engine{.succeeds = false}, 2},
                                        {{.throws = true}, 5},
                                        {{.prediction_time = std::chrono::milliseconds(2)}, 0}}) {
     SetEngine(engine);
     Frame frame = Frame::Noise(16, 16, 1);
     const Frame before(frame);
-    EXPECT_EQ(Run(frame), status);
+    EXPECT_EQ(handle.Process(frame.image()), status);
     EXPECT_EQ(frame.pixels() == before.pixels(), status != 0);
-    EXPECT_EQ(pexoHumanBodyGetExecuteTime(handle) >= 2.0f, status == 0);
+    EXPECT_EQ(pexoHumanBodyGetExecuteTime(handle.record) >= 2.0f, status == 0);
   }
 }
 
 // Another effect without another Init: the pipeline of effect 2 has no mask to show for its first frames.
-TEST_F(Process, ShowsNoMaskThatNobodyWrote) {
+TEST(Process, ShowsNoMaskThatNobodyWrote) {
   mallopt(M_PERTURB, 0x55);
-  Init(2);
-  Set(PARAM_EFFECT_MODE, 3);
+  Ready handle(2);
+  handle.Set(PARAM_EFFECT_MODE, 3);
   for (int i = 0; i < 2; ++i) {
     Frame frame = Frame::Noise(16, 16, 1);
-    EXPECT_EQ(Run(frame), 0);
+    EXPECT_EQ(handle.Process(frame.image()), 0);
     EXPECT_EQ(std::count(frame.pixels().begin(), frame.pixels().begin() + 256, 0), 256);
   }
   mallopt(M_PERTURB, 0);
 }
 
-TEST_F(Process, TreatsEveryFrameAsPackedNv21) {
-  for (const uint32_t effect : {1u, 2u, 3u}) {
+TEST(Process, TakesEveryFrameForPackedNv21) {
+  for (const int32_t effect : {1, 2, 3}) {
     std::vector<uint8_t> expected;
     for (const auto& [format, stride] : {std::pair{kFormatNv21, 48}, {kFormatGray8, 0}, {kFormatRgb888, 1000}}) {
-      Init(effect);
+      Ready handle(effect);
       std::vector<uint8_t> answers;
       for (uint32_t seed = 0; seed < 4; ++seed) {
         Frame frame = Frame::Noise(48, 32, seed);
         frame.image().format = format;
         frame.image().stride[0] = frame.image().stride[1] = stride;
-        EXPECT_EQ(Run(frame), 0);
+        EXPECT_EQ(handle.Process(frame.image()), 0);
         answers.insert(answers.end(), frame.pixels().begin(), frame.pixels().end());
       }
       if (stride == 48) expected = answers;
       EXPECT_TRUE(answers == expected) << "effect " << effect << ", stride " << stride;
-      pexoHumanBodySegUninit(handle);
     }
   }
 }
@@ -173,7 +163,7 @@ struct GivenNetwork : Network {
 };
 
 // All pairs of mask and chroma. Presence is one state for the process: handles come and go, it stays.
-TEST_F(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
+TEST(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
   for (int i = 0; i < 8; ++i) SharedPresence().Update(true);
   std::string colour;
   const struct {
@@ -182,10 +172,9 @@ TEST_F(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
   } runs[] = {{8, 1, 0.06f}, {7, 0, 0.1f}, {1, 0, 0.25f}, {1, 0, 0.2f}, {1, 1, 0.11f}, {1, 1, 0.09f}, {1, -1, 0.9f}};
   for (const auto& [times, direction, share] : runs) {
     for (int time = 0; time < times; ++time) {
-      HumanBodySegHandle* const another = pexoHumanBodySegCreate();
-      another->network = new GivenNetwork(share);
-      another->camera_direction = direction;
-      another->effect_mode = HUMANBODYSEG_EFFECT_COLOUR;
+      Handle handle(HUMANBODYSEG_EFFECT_COLOUR);
+      handle->network = std::make_unique<GivenNetwork>(share);
+      handle.Set(PARAM_CAMERA_DIRECTION, direction);
       Frame frame(256, 512);
       std::vector<uint8_t> chroma(65536), grey(65536, 128);
       for (size_t i = 0; i < 65536; ++i) {
@@ -193,11 +182,9 @@ TEST_F(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
         frame.pixels()[2 * 65536 + i] = static_cast<uint8_t>(c);
         chroma[i] = static_cast<uint8_t>((128 * (255 - m) + c * m) / 256 + 1);
       }
-      EXPECT_EQ(pexoHumanBodySegProcess(another, &frame.image(), nullptr), 0);
+      EXPECT_EQ(handle.Process(frame.image()), 0);
       frame.pixels().erase(frame.pixels().begin(), frame.pixels().begin() + 2 * 65536);
       colour += frame.pixels() == chroma ? '+' : frame.pixels() == grey ? '-' : '?';
-      pexoHumanBodySegUninit(another);
-      pexoHumanBodySegDestroy(another);
     }
   }
   EXPECT_EQ(colour, "++++++++++++++-+-+--");

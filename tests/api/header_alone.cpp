@@ -1,1 +1,0 @@
-#include "header_alone.c"

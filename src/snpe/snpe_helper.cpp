@@ -1,5 +1,6 @@
 #include "snpe/snpe_helper.h"
 
+#include <DlSystem/DlError.hpp>
 #include <DlSystem/PlatformConfig.hpp>
 #include <DlSystem/String.hpp>
 #include <DlSystem/StringList.hpp>
@@ -12,6 +13,12 @@ namespace pexo {
 namespace {
 
 using zdl::DlSystem::Runtime_t;
+
+// The engine's reason for the last failure of this thread. A copy: the next failing call overwrites the text.
+std::string LastError() {
+  const auto reason = zdl::DlSystem::getLastErrorString();
+  return reason == nullptr ? std::string() : std::string(reason);
+}
 
 bool IsAvailable(int32_t runtime) {
   return zdl::SNPE::SNPEFactory::isRuntimeAvailable(static_cast<Runtime_t>(runtime));
@@ -51,6 +58,8 @@ int32_t snpe_helper::AvailableOrCpu(int32_t runtime) const {
 }
 
 void snpe_helper::Build(int32_t runtime) {
+  // A container that did not open shows as a failing build, whose own reason would hide the one that counts.
+  std::string reason = container == nullptr ? LastError() : std::string();
   zdl::DlSystem::PlatformConfig platform_config;
   zdl::DlSystem::StringList output_layers;  // empty: the model's own
   zdl::SNPE::SNPEBuilder builder(container.get());
@@ -60,7 +69,10 @@ void snpe_helper::Build(int32_t runtime) {
   builder.setUseUserSuppliedBuffers(true);
   builder.setInitCacheMode(true);
   snpe = builder.build();
-  if (snpe == nullptr) PEXO_LOG("zdl::SNPE::SNPEBuilder build failed.");
+  if (snpe != nullptr) return;
+  if (container != nullptr) reason = LastError();
+  PEXO_LOG("zdl::SNPE::SNPEBuilder build failed.");
+  if (!reason.empty()) PEXO_LOG("%s", reason.c_str());
 }
 
 std::set<int32_t> snpe_helper::GetAvailableRuntimes() {

@@ -36,7 +36,7 @@ std::vector<size_t> DenseStrides(const zdl::DlSystem::TensorShape& shape, size_t
 // Elements that a buffer for the shape must hold: the product of its dimensions, each 0 counted as 1; 0 for rank 0.
 size_t BufferElements(const zdl::DlSystem::TensorShape& shape);
 
-// A model opened and built, or neither: `snpe` is null when anything failed, and the object is then only good for
+// A model, opened and built. When anything failed, `snpe` is null, the log says why, and the object is only good for
 // destruction. For one thread at a time.
 class snpe_helper {
  public:
@@ -64,8 +64,8 @@ class snpe_helper {
   // Runs the network on bytes, each standing for its own value as a real number. Every input tensor sees the same
   // `input_size` bytes, and `output_size` bytes are copied out whether or not the engine succeeded. Returns the
   // engine's answer, and true without running anything when it gives no names or no attributes. False without a network
-  // or for a negative size. Buffers, encodings and maps are made for the first call and kept while the sizes stay the
-  // same.
+  // or for a negative size. Buffers, encodings and maps are made for the first call and kept until a call needs larger
+  // ones.
   bool Execute(const uint8_t* input, uint8_t* output, int32_t input_size, int32_t output_size);
 
   // Variants with a buffer per tensor. The first two size every tensor's entry of the maps from its shape (what an

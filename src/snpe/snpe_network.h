@@ -17,8 +17,8 @@ class SnpeNetwork : public Network {
  public:
   explicit SnpeNetwork(std::string path) : model_path(std::move(path)) {}
 
-  // Opens and builds the model, learns its geometry and sizes the buffers. 2 when the file is missing or the engine can
-  // do nothing with it; frames of a network that is not ready fail with 2 in Predict. May be called again.
+  // Opens and builds the model, learns its geometry and sizes the buffers. Returns 2 when the file is missing or the
+  // engine cannot use it; Predict then returns 2 as well. May be called again.
   int32_t Init() override;
   int32_t Uninit() override { return kNetworkOk; }  // destruction releases everything
   int32_t Predict() override;

@@ -1,6 +1,7 @@
 #include "tests/support/fake_snpe.h"
 
 #include <DlContainer/IDlContainer.hpp>
+#include <DlSystem/DlError.hpp>
 #include <SNPE/SNPEBuilder.hpp>
 #include <SNPE/SNPEFactory.hpp>
 
@@ -21,6 +22,7 @@ std::mutex state_mutex;  // guards the two below
 Engine state_engine;
 std::vector<std::string> state_calls;
 std::atomic<int> overlapping{0};
+thread_local const char* last_error = "";
 
 Engine Current() {
   const std::lock_guard lock(state_mutex);
@@ -128,8 +130,9 @@ class Network : public zdl::SNPE::SNPE {
 
 std::unique_ptr<zdl::DlContainer::IDlContainer> Open(const std::string& what) {
   Record("open " + what);
-  if (!Current().opens) return nullptr;
-  return std::make_unique<Container>();
+  if (Current().opens) return std::make_unique<Container>();
+  last_error = "cannot open";
+  return nullptr;
 }
 
 }  // namespace
@@ -154,6 +157,10 @@ int OverlappingExecutions() {
 
 using pexo::fake::Current;
 using pexo::fake::Record;
+
+const char* zdl::DlSystem::getLastErrorString() {
+  return pexo::fake::last_error;
+}
 
 namespace zdl::DlContainer {
 
@@ -199,13 +206,16 @@ SNPEBuilder& SNPEBuilder::setInitCacheMode(bool cache) {
 std::unique_ptr<SNPE> SNPEBuilder::build() {
   Record("build");
   const pexo::fake::Engine engine = Current();
-  if (!settings_->has_container || !engine.builds) return nullptr;
-  return std::make_unique<pexo::fake::Network>(engine);
+  if (settings_->has_container && engine.builds) return std::make_unique<pexo::fake::Network>(engine);
+  pexo::fake::last_error = settings_->has_container ? "cannot build" : "no container";
+  return nullptr;
 }
 
 bool SNPEFactory::isRuntimeAvailable(DlSystem::Runtime_t runtime) {
   Record("isRuntimeAvailable " + std::to_string(static_cast<int>(runtime)));
-  return Current().runtimes.count(static_cast<int>(runtime)) != 0;
+  if (Current().runtimes.count(static_cast<int>(runtime)) != 0) return true;
+  pexo::fake::last_error = "no such runtime";
+  return false;
 }
 DlSystem::IUserBufferFactory& SNPEFactory::getUserBufferFactory() {
   static pexo::fake::BufferFactory factory;

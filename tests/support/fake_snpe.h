@@ -26,8 +26,8 @@ struct Tensor {
 // taken for bytes.
 struct Engine {
   std::set<int> runtimes = {0};  // Runtime_t values that are available
-  bool opens = true;             // false: opening a container gives null
-  bool builds = true;            // false: build() gives null; so it does without a container
+  bool opens = true;             // false: opening a container gives null ("cannot open")
+  bool builds = true;            // false: build() gives null ("cannot build"; "no container" without one)
   bool has_names = true;         // false: no list of names, neither of inputs nor of outputs
   bool has_attributes = true;    // false: names, but no attributes
   bool makes_buffers = true;     // false: createUserBuffer gives null

@@ -17,8 +17,7 @@
 #include "blur/background_blur.h"
 #include "blur/plane_filters.h"
 #include "kernels/kernel_table.h"
-#include "kernels/mask_kernels.h"
-#include "tests/blur/test_data.h"
+#include "tests/support/guarded_image.h"
 #ifdef PEXO_BENCH_OPENCV
 #include "bench/bench_blur_opencv.h"
 #define PEXO_WITH_OPENCV(...) __VA_ARGS__
@@ -72,7 +71,7 @@ int32_t __wrap_qmxResize(const QmxImage* source, QmxImage* destination, int32_t 
 namespace pexo::bench {
 namespace {
 
-using testing::TestImage;
+using test::GuardedImage;
 
 struct Size {
   int width;
@@ -97,12 +96,12 @@ struct Data {
   uint8_t* out_chroma() { return output.plane(1).data(); }
 
   Size size;
-  TestImage frame;
-  TestImage output;
-  TestImage blurred;
-  TestImage mask;
-  TestImage small_mask;
-  TestImage half;  // two planes of a quarter of the pixels side by side
+  GuardedImage frame;
+  GuardedImage output;
+  GuardedImage blurred;
+  GuardedImage mask;
+  GuardedImage small_mask;
+  GuardedImage half;  // two planes of a quarter of the pixels side by side
 };
 
 using Run = std::function<void(Data&)>;
@@ -121,17 +120,14 @@ struct Job {
   std::vector<Size> sizes;
   Bar opencv_bar{};
   Bar libyuv_bar{};
-  // Composites: OpenCV with its planes kept from call to call, and our time without the image library's
-  // calls, against memcpy.
-  Run opencv_kept{};
-  bool composite = false;
+  bool composite = false;  // also shows our time without the image library's calls, against memcpy
   double memcpy_bar = 0;
 };
 
 const std::vector<Size> kAllSizes = {{1920, 1080}, {1280, 720}, {1284, 720}};
-const std::vector<Size> kAlignedSizes = {{1920, 1080}, {1280, 720}};
+constexpr Size kFullHd{1920, 1080}, kHd{1280, 720};
+const std::vector<Size> kAlignedSizes = {kFullHd, kHd};
 const std::vector<Size> kUnalignedSize = {{1284, 720}};
-constexpr Size kFullHd{1920, 1080};
 
 void Copy(Data& d, int bytes) {
   std::memcpy(d.out(), d.luma(), static_cast<size_t>(bytes));
@@ -155,22 +151,20 @@ void Shrink(Data& d, int factor) {
 }
 
 #ifdef PEXO_BENCH_OPENCV
-Run OpenCvComposite(TestImage Data::*mask, opencv::Buffers buffers) {
+Run OpenCvComposite(GuardedImage Data::*mask) {
   return [=](Data& d) {
     const bool aligned = d.size.width % 8 == 0 && d.size.height % 8 == 0;
-    (aligned ? opencv::ComposeAligned : opencv::ComposeUnaligned)(d.frame.image(), d.output.image(), (d.*mask).image(),
-                                                                  buffers);
+    (aligned ? opencv::ComposeAligned : opencv::ComposeUnaligned)(d.frame.image(), d.output.image(), (d.*mask).image());
   };
 }
 #endif
 
-Job Composite(const char* name, TestImage Data::*mask, const std::vector<Size>& sizes, double opencv_bar,
+Job Composite(const char* name, GuardedImage Data::*mask, const std::vector<Size>& sizes, double opencv_bar,
               double memcpy_bar) {
   Job job;
   job.name = name;
   job.ours = [=](Data& d) { ComposeBackgroundBlur(d.frame.image(), d.output.image(), (d.*mask).image(), 1.5f); };
-  job.opencv = PEXO_WITH_OPENCV(OpenCvComposite(mask, opencv::Buffers::kPerCall));
-  job.opencv_kept = PEXO_WITH_OPENCV(OpenCvComposite(mask, opencv::Buffers::kKept));
+  job.opencv = PEXO_WITH_OPENCV(OpenCvComposite(mask));
   job.memcpy = CopyComposite;
   job.sizes = sizes;
   job.opencv_bar.limit = opencv_bar;
@@ -266,39 +260,34 @@ std::vector<Job> Jobs() {
        },
        [](Data& d) { Copy(d, d.pixels() / 2); }, kAllSizes},
       {"chroma towards grey",
-       [](Data& d) { BlendChromaTowardsGrey(d.out_chroma(), d.mask.plane(0).data(), d.pixels() / 2); }, nullptr,
+       [](Data& d) { Kernels().blend_towards_grey(d.out_chroma(), d.mask.plane(0).data(), d.pixels() / 2); }, nullptr,
        nullptr, [](Data& d) { Copy(d, d.pixels() * 3 / 4); }, kAllSizes},
       {"soft scores",
-       [](Data& d) { DecodeSoftScores(d.luma(), d.pixels() / 2, d.out(), -4, 43); },
+       [](Data& d) { Kernels().decode_soft_scores(d.luma(), d.pixels() / 2, d.out(), -4, 43); },
        nullptr,
        nullptr,
        [](Data& d) { Copy(d, d.pixels() * 3 / 4); },
        {kFullHd}},
       {"hard scores",
-       [](Data& d) { CompareScores(d.luma(), d.mask.plane(0).data(), d.pixels(), d.out()); },
+       [](Data& d) { Kernels().compare_scores(d.luma(), d.mask.plane(0).data(), d.pixels(), d.out()); },
        nullptr,
        nullptr,
        CopyFrame,
        {kFullHd}},
       {"foreground count",
-       [](Data& d) { benchmark::DoNotOptimize(CountForeground(d.mask.plane(0).data(), d.pixels())); },
+       [](Data& d) { benchmark::DoNotOptimize(Kernels().count_foreground(d.mask.plane(0).data(), d.pixels())); },
        nullptr,
        nullptr,
        [](Data& d) { Copy(d, d.pixels() / 2); },
        {kFullHd}},
-      {"shift by one pixel",
-       [](Data& d) { ShiftUpLeft(d.out(), d.size.width, d.size.height); },
-       nullptr,
-       nullptr,
-       [](Data& d) { Copy(d, d.pixels()); },
-       {kFullHd}},
       {"contrast table",
-       [](Data& d) { ApplyTable(d.out(), d.pixels(), d.chroma()); },
+       [](Data& d) { Kernels().apply_table(d.out(), d.pixels(), d.chroma()); },
        nullptr,
        nullptr,
        [](Data& d) { Copy(d, d.pixels()); },
        {kFullHd}},
-      Composite("compose aligned, mask 128x128", &Data::small_mask, kAlignedSizes, 0.35, 3),
+      Composite("compose aligned, mask 128x128", &Data::small_mask, {kFullHd}, 0.2, 3),
+      Composite("compose aligned, mask 128x128", &Data::small_mask, {kHd}, 0.16, 3),
       Composite("compose aligned, full-size mask", &Data::mask, kAlignedSizes, 0.35, 3),
       Composite("compose unaligned, mask 128x128", &Data::small_mask, kUnalignedSize, 0.5, 0),
       Composite("compose unaligned, full-size mask", &Data::mask, kUnalignedSize, 0.5, 0),
@@ -309,15 +298,17 @@ constexpr int kRunsPerIteration = 8;
 
 struct Side {
   const char* name;
-  KernelTier tier;
+  const KernelTier& tier;
   Run Job::*run;
 };
 
 const std::vector<Side>& Sides() {
-  static const std::vector<Side> sides = {
-      {"best", BestKernelTier(), &Job::ours},     {"scalar", KernelTier::kScalar, &Job::ours},
-      {"OpenCV", BestKernelTier(), &Job::opencv}, {"libyuv", BestKernelTier(), &Job::libyuv},
-      {"memcpy", BestKernelTier(), &Job::memcpy}, {"kept", BestKernelTier(), &Job::opencv_kept}};
+  static const KernelTier &best = KernelTiers().back(), &scalar = KernelTiers().front();
+  static const std::vector<Side> sides = {{"best", best, &Job::ours},
+                                          {"scalar", scalar, &Job::ours},
+                                          {"OpenCV", best, &Job::opencv},
+                                          {"libyuv", best, &Job::libyuv},
+                                          {"memcpy", best, &Job::memcpy}};
   return sides;
 }
 
@@ -394,7 +385,7 @@ bool Applies(const Bar& bar, const Size& size) {
 
 void PrintTable(const Medians& medians) {
   std::printf("The background blur, one thread, ms (best: %s; ratios are best / the other)\n",
-              KernelTierName(BestKernelTier()));
+              KernelTiers().back().name);
   std::printf("%-34s %9s %7s %7s %7s %7s %7s | %8s %8s %8s\n", "job", "size", "best", "scalar", "OpenCV", "libyuv",
               "memcpy", "/OpenCV", "/libyuv", "/memcpy");
   for (const Job& job : Jobs()) {
@@ -426,10 +417,6 @@ void PrintTable(const Medians& medians) {
         PrintCell(own / copied, "x");
         PrintBar(own / copied, job.memcpy_bar, "memcpy");
         std::printf("\n");
-        if (const double kept = Find(medians, NameOf(job, size, "kept")); kept > 0) {
-          std::printf("%-34s %9s %15s %7.3f %17s %7.3fx\n", "  OpenCV, planes kept", size.Name().c_str(), "", kept, "|",
-                      best / kept);
-        }
       }
     }
   }

@@ -15,7 +15,7 @@ using Medians = std::map<std::string, double>;
 // noisy machine slows all sides alike, and then `print_table`; otherwise as Google Benchmark does.
 int Main(int argc, char** argv, void (*print_table)(const Medians& medians));
 
-// "label   1.234 ms   0.56 x   (bar <= 1.20)"; without a bar when it is 0.
+// "label   1.234 ms" and "label   0.56 x   (bar: at most 1.20)", aligned.
 void PrintRow(const std::string& label, double milliseconds);
 void PrintRatio(const std::string& label, double ratio, double bar);
 

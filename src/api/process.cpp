@@ -5,7 +5,7 @@
 #include "api/handle.h"
 #include "api/presence.h"
 #include "common/log.h"
-#include "kernels/mask_kernels.h"
+#include "kernels/kernel_table.h"
 
 namespace pexo {
 namespace {
@@ -51,7 +51,7 @@ void BlendChroma(QmxImage& frame, const QmxImage& mask) {
   for (int32_t row = 0; row < mask.height / 2; ++row) {
     uint8_t* chroma = frame.plane[1] + static_cast<size_t>(row) * width;
     const uint8_t* m = mask.plane[0] + 2 * static_cast<size_t>(row) * width;
-    BlendChromaTowardsGrey(chroma, m, mask.width);
+    Kernels().blend_towards_grey(chroma, m, mask.width);
   }
 }
 

@@ -2,16 +2,12 @@
 
 #include <algorithm>
 
-#include "kernels/kernel_table.h"
-
 namespace pexo {
 namespace {
 
 template <typename Sum>
 void Accumulate(Sum* sums, const uint8_t* row, uint32_t weight, int width) {
-  for (int x = 0; x < width; ++x) {
-    sums[x] = static_cast<Sum>(sums[x] + row[x] * weight);
-  }
+  for (int x = 0; x < width; ++x) sums[x] = static_cast<Sum>(sums[x] + row[x] * weight);
 }
 
 template <typename Sum>
@@ -30,21 +26,16 @@ BoxSums::BoxSums(void* work, int width, int height, int radius)
       height_(height),
       radius_(radius) {}
 
-bool BoxSums::narrow() const {
-  return radius_ <= kMaxNarrowBoxRadius;
-}
-
 void BoxSums::Clear() {
-  const ptrdiff_t words = ptrdiff_t{width_} + 2 * ptrdiff_t{radius_};
-  if (narrow()) {
-    std::fill(narrow_sums_, narrow_sums_ + words, uint16_t{0});
+  if (IsNarrow(radius_)) {
+    std::fill_n(narrow_sums_, Words(width_, radius_), uint16_t{0});
   } else {
-    std::fill(wide_sums_, wide_sums_ + words, 0u);
+    std::fill_n(wide_sums_, Words(width_, radius_), 0u);
   }
 }
 
 void BoxSums::AddRow(const uint8_t* row, uint32_t weight) {
-  if (narrow()) {
+  if (IsNarrow(radius_)) {
     Accumulate(narrow_sums_ + radius_, row, weight, width_);
   } else {
     Accumulate(wide_sums_ + radius_, row, weight, width_);
@@ -52,18 +43,16 @@ void BoxSums::AddRow(const uint8_t* row, uint32_t weight) {
 }
 
 void BoxSums::Slide(const uint8_t* entering, const uint8_t* leaving) {
-  if (narrow()) {
+  if (IsNarrow(radius_)) {
     Kernels().slide_sums(narrow_sums_ + radius_, entering, leaving, width_);
     return;
   }
   uint32_t* sums = wide_sums_ + radius_;
-  for (int x = 0; x < width_; ++x) {
-    sums[x] += static_cast<uint32_t>(entering[x]) - leaving[x];
-  }
+  for (int x = 0; x < width_; ++x) sums[x] += static_cast<uint32_t>(entering[x]) - leaving[x];
 }
 
 void BoxSums::Emit(uint8_t* destination) {
-  if (narrow()) {
+  if (IsNarrow(radius_)) {
     RepeatBorders(narrow_sums_, width_, radius_);
     Kernels().mean_of_sums(destination, narrow_sums_, width_, radius_);
     return;
@@ -72,9 +61,7 @@ void BoxSums::Emit(uint8_t* destination) {
   const uint32_t window = 2 * static_cast<uint32_t>(radius_) + 1;
   const uint32_t reciprocal = (1u << 22) / (window * window);
   uint32_t sum = 0;
-  for (uint32_t i = 0; i + 1 < window; ++i) {
-    sum += wide_sums_[i];
-  }
+  for (uint32_t i = 0; i + 1 < window; ++i) sum += wide_sums_[i];
   for (int x = 0; x < width_; ++x) {
     sum += wide_sums_[static_cast<uint32_t>(x) + window - 1];
     destination[x] = static_cast<uint8_t>(((1u << 21) + sum * reciprocal) >> 22);

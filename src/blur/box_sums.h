@@ -2,8 +2,10 @@
 #ifndef PEXO_BLUR_BOX_SUMS_H_
 #define PEXO_BLUR_BOX_SUMS_H_
 
-#include <stddef.h>
-#include <stdint.h>
+#include <cstddef>
+#include <cstdint>
+
+#include "kernels/kernel_table.h"
 
 namespace pexo {
 
@@ -13,7 +15,7 @@ class BoxSums {
  public:
   // What `work` must hold.
   static size_t WorkBytes(int width, int radius) {
-    return (static_cast<size_t>(width) + 2 * static_cast<size_t>(radius) + 101) * sizeof(uint32_t);
+    return Words(width, radius) * (IsNarrow(radius) ? sizeof(uint16_t) : sizeof(uint32_t));
   }
 
   // radius >= 1. `work` is aligned for 32-bit words; it may be null as long as no row is asked for.
@@ -50,7 +52,10 @@ class BoxSums {
   void Emit(uint8_t* destination);
 
  private:
-  [[nodiscard]] bool narrow() const;
+  [[nodiscard]] static bool IsNarrow(int radius) { return radius <= kMaxNarrowBoxRadius; }
+  [[nodiscard]] static size_t Words(int width, int radius) {
+    return static_cast<size_t>(width) + 2 * static_cast<size_t>(radius);
+  }
   void Clear();
   void AddRow(const uint8_t* row, uint32_t weight);
   void Slide(const uint8_t* entering, const uint8_t* leaving);

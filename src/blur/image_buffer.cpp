@@ -16,20 +16,20 @@ struct PixelLayout {
   uint32_t channels;
 };
 
-bool LayoutOf(int32_t type, PixelLayout* layout) {
+bool LayoutOf(int32_t type, PixelLayout& layout) {
   switch (type) {
     case kImageBufferU8:
-      *layout = {1, 1};
+      layout = {1, 1};
       return true;
     case kImageBufferU16:
     case kImageBufferS16:
-      *layout = {2, 1};
+      layout = {2, 1};
       return true;
     case kImageBuffer32:
-      *layout = {4, 1};
+      layout = {4, 1};
       return true;
     case kImageBufferU8x3:
-      *layout = {1, 3};
+      layout = {1, 3};
       return true;
     default:
       return false;
@@ -38,9 +38,7 @@ bool LayoutOf(int32_t type, PixelLayout* layout) {
 
 uint8_t* AllocateAligned(size_t bytes) {
   void* raw = std::malloc(bytes + kSlack);
-  if (raw == nullptr) {
-    return nullptr;
-  }
+  if (raw == nullptr) return nullptr;
   uint8_t* end_of_slack = static_cast<uint8_t*>(raw) + kSlack;
   uint8_t* data = end_of_slack - (reinterpret_cast<uintptr_t>(end_of_slack) & (kAlignment - 1));
   std::memcpy(data - sizeof raw, &raw, sizeof raw);
@@ -59,9 +57,7 @@ void ImageBufferCreate(ImageBuffer* buffer, uint32_t rows, uint32_t cols, int32_
   buffer->step = cols;
   buffer->elem_size = 1;
   PixelLayout layout;
-  if (!LayoutOf(type, &layout)) {
-    return;
-  }
+  if (!LayoutOf(type, layout)) return;
   buffer->elem_size = layout.elem_size;
   buffer->channels = layout.channels;
   // A 32-bit signed product; one that overflows into the negative asks for more memory than there is.
@@ -76,7 +72,7 @@ void ImageBufferWrap(ImageBuffer* buffer, uint32_t rows, uint32_t cols, int32_t 
   PixelLayout layout;
   if (type == kImageBufferS16) {
     buffer->elem_size = 2;
-  } else if (type != kImageBufferU16 && LayoutOf(type, &layout)) {
+  } else if (type != kImageBufferU16 && LayoutOf(type, layout)) {
     buffer->elem_size = layout.elem_size;
     buffer->channels = layout.channels;
   }

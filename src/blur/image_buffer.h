@@ -2,7 +2,7 @@
 #ifndef PEXO_BLUR_IMAGE_BUFFER_H_
 #define PEXO_BLUR_IMAGE_BUFFER_H_
 
-#include <stdint.h>
+#include <cstdint>
 
 namespace pexo {
 

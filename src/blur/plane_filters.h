@@ -1,10 +1,10 @@
 // Integer filters on 8-bit single-channel planes. Sizes in pixels, steps in bytes, planes row-major. Nothing outside
-// the planes is read or written (but see Upsample2x without its flag); source and destination must not overlap.
-// Stateless; callable from any thread.
+// the planes is read or written (but see Upsample2x without its flag); source and destination must not overlap. Steps
+// hold a row. Stateless; callable from any thread.
 #ifndef PEXO_BLUR_PLANE_FILTERS_H_
 #define PEXO_BLUR_PLANE_FILTERS_H_
 
-#include <stdint.h>
+#include <cstdint>
 
 namespace pexo {
 
@@ -18,9 +18,8 @@ int BoxFilter(const uint8_t* source, int width, int height, int source_step, uin
 void BoxFilterRows(const uint8_t* source, int width, int height, int source_step, uint8_t* destination,
                    int destination_step, int radius, int first, int end);
 
-// Separates `rows` rows of `pairs` interleaved pairs: the second bytes go to `first`, the first bytes to `second`, both
-// tightly packed.
-void SplitChromaPairs(uint8_t* first, uint8_t* second, const uint8_t* source, int pairs, int rows, int source_step);
+// Separates `rows` rows of `pairs` interleaved pairs into their odd and their even bytes, both tightly packed.
+void SplitChromaPairs(uint8_t* odd, uint8_t* even, const uint8_t* source, int pairs, int rows, int source_step);
 
 // Means of 2x2 blocks, (a + b + c + d + 2) >> 2, into a (width / 2) x (height / 2) plane; sizes are the source's. Does
 // nothing when height < 2.

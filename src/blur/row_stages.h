@@ -1,12 +1,17 @@
 // Filters as chains of row producers: each stage makes its next rows when the stage below asks for them and keeps only
-// the few that can still be asked for, so a whole chain works on a strip that stays in the cache.
+// the few that can still be asked for, so a whole chain works on a strip that stays in the cache. The filters of
+// plane_filters.h are chains of one stage that keep all their rows: the destination's.
 //
 // Row(y) of every stage returns row y, valid until the stage has made as many further rows as its ring holds. Rows are
-// asked for in ascending order, apart from looking back inside the ring.
+// asked for in ascending order, apart from looking back inside the ring. A stage refers to its source, which stays
+// where it is and outlives it.
 #ifndef PEXO_BLUR_ROW_STAGES_H_
 #define PEXO_BLUR_ROW_STAGES_H_
 
+#include <qmx/qmx_image.h>
+
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,23 +26,28 @@ namespace pexo {
 class PlaneRows {
  public:
   PlaneRows(const uint8_t* data, int step) : data_(data), step_(step) {}
-  [[nodiscard]] const uint8_t* Row(int y) const { return data_ + static_cast<ptrdiff_t>(y) * step_; }
+  [[nodiscard]] const uint8_t* Row(int y) const { return data_ + y * step_; }
+  [[nodiscard]] ptrdiff_t step() const { return step_; }
 
  private:
   const uint8_t* data_;
   ptrdiff_t step_;
 };
 
-// The last `depth` rows of a stage.
+// Where a stage puts its rows: room for the last `depth` ones.
 class RowRing {
  public:
-  RowRing(Scratch* scratch, int depth, int width)
-      : memory_(scratch->Take(static_cast<size_t>(depth) * static_cast<size_t>(width))), depth_(depth), step_(width) {}
-  // A whole plane: no row is ever given up.
+  RowRing(Scratch& scratch, int depth, int width)
+      : RowRing(scratch.Take(static_cast<size_t>(depth) * static_cast<size_t>(width)), depth, width) {}
+  // A plane of `depth` rows gives none up.
+  RowRing(uint8_t* memory, int depth, int step) : memory_(memory), depth_(depth), step_(step) {}
   explicit RowRing(const ImageBuffer& plane)
-      : memory_(plane.data), depth_(static_cast<int>(plane.rows)), step_(static_cast<ptrdiff_t>(plane.step)) {}
+      : RowRing(plane.data, static_cast<int>(plane.rows), static_cast<int>(plane.step)) {}
 
-  [[nodiscard]] uint8_t* Slot(int y) const { return memory_ + static_cast<ptrdiff_t>(y % depth_) * step_; }
+  [[nodiscard]] uint8_t* Slot(int y) {
+    assert(y >= 0 && depth_ > 0);
+    return memory_ + y % depth_ * step_;
+  }
 
  private:
   uint8_t* memory_;
@@ -45,50 +55,90 @@ class RowRing {
   ptrdiff_t step_;
 };
 
-// 4x4 means of a plane, `width` of them in a row.
-class Downsample4Rows {
+// The two halves of a plane of interleaved pairs, made together; their users ask for the same rows in turn.
+class SplitPairsRows {
  public:
-  Downsample4Rows(Scratch* scratch, PlaneRows source, int source_step, int width, int depth)
-      : source_(source), source_step_(source_step), width_(width), ring_(scratch, depth, width) {}
+  SplitPairsRows(PlaneRows source, int pairs, RowRing odd, RowRing even)
+      : source_(source), pairs_(pairs), halves_{even, odd} {}
+
+  // Byte 0 or 1 of the pairs of row y.
+  const uint8_t* Row(int byte, int y) {
+    for (; made_ <= y; ++made_) {
+      Kernels().split_pairs(halves_[1].Slot(made_), halves_[0].Slot(made_), source_.Row(made_), pairs_);
+    }
+    return halves_[byte].Slot(y);
+  }
+
+ private:
+  PlaneRows source_;
+  int pairs_;
+  RowRing halves_[2];
+  int made_ = 0;
+};
+
+// 2x2 means, `width` of them in a row. The source must keep two rows.
+template <typename Source>
+class Downsample2Rows {
+ public:
+  Downsample2Rows(Source& source, int width, RowRing ring) : source_(source), width_(width), ring_(ring) {}
 
   const uint8_t* Row(int y) {
     for (; made_ <= y; ++made_) {
-      Kernels().downsample4(ring_.Slot(made_), source_.Row(4 * made_), source_step_, width_);
+      const uint8_t* below = source_.Row(2 * made_ + 1);
+      Kernels().downsample2(ring_.Slot(made_), source_.Row(2 * made_), below, width_);
+    }
+    return ring_.Slot(y);
+  }
+
+ private:
+  Source& source_;
+  int width_;
+  RowRing ring_;
+  int made_ = 0;
+};
+
+// 4x4 means of a plane, `width` of them in a row.
+class Downsample4Rows {
+ public:
+  Downsample4Rows(PlaneRows source, int width, RowRing ring) : source_(source), width_(width), ring_(ring) {}
+
+  const uint8_t* Row(int y) {
+    for (; made_ <= y; ++made_) {
+      Kernels().downsample4(ring_.Slot(made_), source_.Row(4 * made_), source_.step(), width_);
     }
     return ring_.Slot(y);
   }
 
  private:
   PlaneRows source_;
-  ptrdiff_t source_step_;
   int width_;
   RowRing ring_;
   int made_ = 0;
 };
 
-// How many rows a box filter's source must keep.
+// How many of its rows a box filter's source must keep.
 inline int BoxSourceDepth(int radius, int height) {
-  return std::min(2 * radius + 2, std::max(height, 1));
+  return std::min(2 * radius + 2, height);
 }
 
-// A box filter's rows. Radius 0 passes the source through.
+// A box filter's rows from `first_row` on. Radius 0 passes the source through.
 template <typename Source>
 class BoxRows {
  public:
-  BoxRows(Scratch* scratch, Source* source, int width, int height, int radius, RowRing ring)
+  BoxRows(Scratch& scratch, Source& source, int width, int height, int radius, RowRing ring, int first_row = 0)
       : source_(source),
         radius_(radius),
-        sums_(scratch->Take(BoxSums::WorkBytes(width, radius)), width, height, radius),
-        ring_(ring) {}
+        sums_(scratch.Take(BoxSums::WorkBytes(width, radius)), width, height, radius),
+        ring_(ring),
+        first_row_(first_row),
+        made_(first_row) {}
 
   const uint8_t* Row(int y) {
-    if (radius_ == 0) {
-      return source_->Row(y);
-    }
+    if (radius_ == 0) return source_.Row(y);
+    const auto source_row = [this](int row) { return source_.Row(row); };
     for (; made_ <= y; ++made_) {
-      const auto source_row = [this](int row) { return source_->Row(row); };
-      if (made_ == 0) {
-        sums_.Start(0, source_row);
+      if (made_ == first_row_) {
+        sums_.Start(first_row_, source_row);
       } else {
         sums_.Advance(source_row);
       }
@@ -98,20 +148,27 @@ class BoxRows {
   }
 
  private:
-  Source* source_;
+  Source& source_;
   int radius_;
   BoxSums sums_;
   RowRing ring_;
-  int made_ = 0;
+  int first_row_;
+  int made_;
 };
 
 // Rows of twice the size, from width x height source pixels, for a plane of full_width x any number of rows: what the
-// doubling does not reach repeats the nearest pixel that it does. Its source must keep two rows; it keeps two pairs.
+// doubling does not reach repeats the nearest pixel that it does. The last source row is its own lower neighbour, or
+// with `goes_on_below` the row after it. The source must keep two rows, the ring two pairs.
 template <typename Source>
 class Upsample2Rows {
  public:
-  Upsample2Rows(Scratch* scratch, Source* source, int width, int height, int full_width)
-      : source_(source), width_(width), height_(height), full_width_(full_width), ring_(scratch, 4, full_width) {}
+  Upsample2Rows(Source& source, int width, int height, int full_width, RowRing ring, bool goes_on_below = false)
+      : source_(source),
+        width_(width),
+        height_(height),
+        full_width_(full_width),
+        last_source_row_(goes_on_below ? height : height - 1),
+        ring_(ring) {}
 
   const uint8_t* Row(int y) {
     y = std::min(y, 2 * height_ - 1);
@@ -120,8 +177,8 @@ class Upsample2Rows {
       uint8_t* upper = ring_.Slot(made_);
       uint8_t* lower = ring_.Slot(made_ + 1);
       // The row below first: asking for it may make the source's ring move on.
-      const uint8_t* below = source_->Row(std::min(source_y + 1, height_ - 1));
-      Kernels().upsample2(upper, lower, source_->Row(source_y), below, width_);
+      const uint8_t* below = source_.Row(std::min(source_y + 1, last_source_row_));
+      Kernels().upsample2(upper, lower, source_.Row(source_y), below, width_);
       RepeatLastColumn(upper);
       RepeatLastColumn(lower);
     }
@@ -136,13 +193,24 @@ class Upsample2Rows {
     }
   }
 
-  Source* source_;
+  Source& source_;
   int width_;
   int height_;
   int full_width_;
+  int last_source_row_;
   RowRing ring_;
   int made_ = 0;
 };
+
+// The end of both composites. The rows of `blurred` or of `mask` may be the output's own.
+template <typename Blurred, typename Mask>
+void BlendLuma(const QmxImage& frame, QmxImage& output, Blurred& blurred, Mask& mask) {
+  for (int y = 0; y < frame.height; ++y) {
+    const ptrdiff_t row = y;
+    Kernels().blend(output.plane[0] + row * output.stride[0], blurred.Row(y), frame.plane[0] + row * frame.stride[0],
+                    mask.Row(y), frame.width);
+  }
+}
 
 }  // namespace pexo
 

@@ -63,11 +63,11 @@ struct Avx2 {
   static U8 Narrow(U16 first, U16 second) { return InOrder(_mm256_packus_epi16(first, second)); }
   static U16 SumPairs(U8 v) { return _mm256_maddubs_epi16(v, _mm256_set1_epi8(1)); }
 
-  static void LoadPairs(const uint8_t* p, U8* even, U8* odd) {
+  static void LoadPairs(const uint8_t* p, U8& even, U8& odd) {
     const __m256i a = Load(p);
     const __m256i b = Load(p + 32);
-    *even = Narrow(And(a, Splat16(255)), And(b, Splat16(255)));
-    *odd = Narrow(ShiftRight16<8>(a), ShiftRight16<8>(b));
+    even = Narrow(And(a, Splat16(255)), And(b, Splat16(255)));
+    odd = Narrow(ShiftRight16<8>(a), ShiftRight16<8>(b));
   }
   static void StorePairs(uint8_t* p, U8 even, U8 odd) {
     const __m256i low = _mm256_unpacklo_epi8(even, odd);
@@ -123,7 +123,7 @@ struct Avx2 {
 
 }  // namespace
 
-void FillAvx2Kernels(KernelTable* table) {
+void FillAvx2Kernels(KernelTable& table) {
   VectorKernels<Avx2>::Override(table);
 }
 

@@ -1,26 +1,25 @@
 // The pixel kernels' dispatch: one table of row kernels, scalar first and overridden by what the processor has.
 //
 // Rows are plain pointers and counts. A kernel reads and writes exactly the bytes named here, never a byte beside them,
-// and needs no alignment. Source and destination must not overlap unless the comment says "in place". Every fast form
-// gives the same bytes as the scalar form, which is the definition.
+// and needs no alignment. Counts are 0 or more. Source and destination must not overlap unless the comment says "in
+// place". Every fast form gives the same bytes as the scalar form, which is the definition.
 #ifndef PEXO_KERNELS_KERNEL_TABLE_H_
 #define PEXO_KERNELS_KERNEL_TABLE_H_
 
-#include <stddef.h>
-#include <stdint.h>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 
 namespace pexo {
-
-enum class KernelTier : int { kScalar = 0, kSse2, kAvx2, kNeon };
 
 // The largest box radius with a fast form: its sums fit 16 bits and its reciprocal is exact in a 16-bit product.
 inline constexpr int kMaxNarrowBoxRadius = 4;
 
 struct KernelTable {
-  // Pairs (p, q) of `source`, `pairs` of them: all q into `first`, all p into `second`.
-  void (*split_pairs)(uint8_t* first, uint8_t* second, const uint8_t* source, int pairs);
-  // The inverse: destination pairs are (second[i], first[i]).
-  void (*merge_pairs)(uint8_t* destination, const uint8_t* first, const uint8_t* second, int pairs);
+  // Pairs (even, odd) of `source`, `pairs` of them, into two rows.
+  void (*split_pairs)(uint8_t* odd, uint8_t* even, const uint8_t* source, int pairs);
+  // The inverse.
+  void (*merge_pairs)(uint8_t* destination, const uint8_t* odd, const uint8_t* even, int pairs);
 
   // `width` means of 2x2 blocks, (sum + 2) >> 2, from two rows of 2 * width pixels.
   void (*downsample2)(uint8_t* destination, const uint8_t* above, const uint8_t* below, int width);
@@ -36,14 +35,21 @@ struct KernelTable {
   // Rounded means of windows of 2 * radius + 1 column sums: output x from sums[x] to sums[x + 2 * radius].
   void (*mean_of_sums)(uint8_t* destination, const uint16_t* sums, int width, int radius);
 
-  // (blurred * (255 - mask) + sharp * mask) >> 8. `destination` may be `blurred` or `sharp` (in place).
+  // (blurred * (255 - mask) + sharp * mask) >> 8. `destination` may be one of the sources (in place).
   void (*blend)(uint8_t* destination, const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask, int width);
 
-  // The kernels of mask_kernels.h.
+  // In place on a row of interleaved chroma: ((128 * (255 - mask) + chroma * mask) >> 8) + 1. Mask 0 gives 128, mask
+  // 255 gives chroma back (1 where it was 0).
   void (*blend_towards_grey)(uint8_t* chroma, const uint8_t* mask, int width);
+
+  // `count` pairs (background, foreground) become mask bytes. With d = foreground - background clamped to [lo, hi]:
+  // 255 - (hi - d) * 128 / hi where d >= 1, (lo - d) * 128 / lo elsewhere, divisions truncating. lo < 0 < hi.
   void (*decode_soft_scores)(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi);
+  // 255 where foreground > background, else 0. `mask` may be one of the inputs.
   void (*compare_scores)(const uint8_t* foreground, const uint8_t* background, int count, uint8_t* mask);
+  // How many bytes are at least 128.
   int (*count_foreground)(const uint8_t* mask, int count);
+  // In place: every byte becomes table[byte]; `table` holds 256 bytes.
   void (*apply_table)(uint8_t* pixels, int count, const uint8_t* table);
 };
 
@@ -51,20 +57,24 @@ struct KernelTable {
 // any thread may use it.
 const KernelTable& Kernels();
 
-// Whether this build has the tier and this processor can run it. kScalar always is.
-bool KernelTierAvailable(KernelTier tier);
-KernelTier BestKernelTier();
-const char* KernelTierName(KernelTier tier);
+// An instruction set with kernels of its own.
+struct KernelTier {
+  const char* name;
+  bool (*available)();
+  void (*fill)(KernelTable& table);  // puts its kernels over those of the tiers below
+};
 
-// Refills the table up to `tier`: for tests and benches, while no other thread is inside the library. Returns false and
-// changes nothing when the tier is not available.
-bool ForceKernelTier(KernelTier tier);
+// The tiers that this processor can run, each above the ones before it. The first is the scalar one.
+std::span<const KernelTier> KernelTiers();
 
-// Each tier's own overrides; a tier fills what it has over the tier below.
-void FillScalarKernels(KernelTable* table);
-void FillSse2Kernels(KernelTable* table);
-void FillAvx2Kernels(KernelTable* table);
-void FillNeonKernels(KernelTable* table);
+// Refills the table up to `tier`, one of KernelTiers(): for tests and benches, while no other thread is inside the
+// library.
+void ForceKernelTier(const KernelTier& tier);
+
+void FillScalarKernels(KernelTable& table);
+void FillSse2Kernels(KernelTable& table);
+void FillAvx2Kernels(KernelTable& table);
+void FillNeonKernels(KernelTable& table);
 
 }  // namespace pexo
 

@@ -40,11 +40,7 @@ struct Neon {
   }
   template <int kShift>
   static U16 ShiftRight16(U16 v) {
-    if constexpr (kShift == 0) {
-      return v;  // the instruction has no such count
-    } else {
-      return vshrq_n_u16(v, kShift);
-    }
+    return vshrq_n_u16(v, kShift);
   }
   template <int kShift>
   static U16 ShiftLeft16(U16 v) {
@@ -60,10 +56,10 @@ struct Neon {
   }
   static U16 SumPairs(U8 v) { return vpaddlq_u8(v); }
 
-  static void LoadPairs(const uint8_t* p, U8* even, U8* odd) {
+  static void LoadPairs(const uint8_t* p, U8& even, U8& odd) {
     const uint8x16x2_t pairs = vld2q_u8(p);
-    *even = pairs.val[0];
-    *odd = pairs.val[1];
+    even = pairs.val[0];
+    odd = pairs.val[1];
   }
   static void StorePairs(uint8_t* p, U8 even, U8 odd) {
     const uint8x16x2_t pairs = {{even, odd}};
@@ -96,7 +92,7 @@ struct Neon {
 
 }  // namespace
 
-void FillNeonKernels(KernelTable* table) {
+void FillNeonKernels(KernelTable& table) {
   VectorKernels<Neon>::Override(table);
 }
 

@@ -1,4 +1,6 @@
 // The definition of every row kernel: one pixel at a time, in the order the formulas are written.
+#include <cassert>
+
 #include "kernels/kernel_table.h"
 
 namespace pexo {
@@ -8,17 +10,17 @@ uint8_t MeanOf4(int a, int b, int c, int d) {
   return static_cast<uint8_t>((a + b + c + d + 2) >> 2);
 }
 
-void SplitPairs(uint8_t* first, uint8_t* second, const uint8_t* source, int pairs) {
+void SplitPairs(uint8_t* odd, uint8_t* even, const uint8_t* source, int pairs) {
   for (int i = 0; i < pairs; ++i) {
-    first[i] = source[2 * i + 1];
-    second[i] = source[2 * i];
+    even[i] = source[2 * i];
+    odd[i] = source[2 * i + 1];
   }
 }
 
-void MergePairs(uint8_t* destination, const uint8_t* first, const uint8_t* second, int pairs) {
+void MergePairs(uint8_t* destination, const uint8_t* odd, const uint8_t* even, int pairs) {
   for (int i = 0; i < pairs; ++i) {
-    destination[2 * i] = second[i];
-    destination[2 * i + 1] = first[i];
+    destination[2 * i] = even[i];
+    destination[2 * i + 1] = odd[i];
   }
 }
 
@@ -58,6 +60,7 @@ void SlideSums(uint16_t* sums, const uint8_t* entering, const uint8_t* leaving, 
 }
 
 void MeanOfSums(uint8_t* destination, const uint16_t* sums, int width, int radius) {
+  assert(radius >= 1 && radius <= kMaxNarrowBoxRadius);
   const uint32_t window = 2 * static_cast<uint32_t>(radius) + 1;
   const uint32_t reciprocal = (1u << 22) / (window * window);
   for (int x = 0; x < width; ++x) {
@@ -83,6 +86,7 @@ void BlendTowardsGrey(uint8_t* chroma, const uint8_t* mask, int width) {
 }
 
 void DecodeSoftScores(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi) {
+  assert(lo < 0 && hi > 0);
   for (int i = 0; i < count; ++i) {
     const int difference = scores[2 * i + 1] - scores[2 * i];
     const int raised = difference < lo ? lo : difference;
@@ -115,20 +119,20 @@ void ApplyTable(uint8_t* pixels, int count, const uint8_t* table) {
 
 }  // namespace
 
-void FillScalarKernels(KernelTable* table) {
-  *table = {.split_pairs = SplitPairs,
-            .merge_pairs = MergePairs,
-            .downsample2 = Downsample2,
-            .downsample4 = Downsample4,
-            .upsample2 = Upsample2,
-            .slide_sums = SlideSums,
-            .mean_of_sums = MeanOfSums,
-            .blend = Blend,
-            .blend_towards_grey = BlendTowardsGrey,
-            .decode_soft_scores = DecodeSoftScores,
-            .compare_scores = CompareScores,
-            .count_foreground = CountForeground,
-            .apply_table = ApplyTable};
+void FillScalarKernels(KernelTable& table) {
+  table = {.split_pairs = SplitPairs,
+           .merge_pairs = MergePairs,
+           .downsample2 = Downsample2,
+           .downsample4 = Downsample4,
+           .upsample2 = Upsample2,
+           .slide_sums = SlideSums,
+           .mean_of_sums = MeanOfSums,
+           .blend = Blend,
+           .blend_towards_grey = BlendTowardsGrey,
+           .decode_soft_scores = DecodeSoftScores,
+           .compare_scores = CompareScores,
+           .count_foreground = CountForeground,
+           .apply_table = ApplyTable};
 }
 
 }  // namespace pexo

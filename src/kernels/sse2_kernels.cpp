@@ -59,11 +59,11 @@ struct Sse2 {
   static U8 Narrow(U16 first, U16 second) { return _mm_packus_epi16(first, second); }
   static U16 SumPairs(U8 v) { return Add16(And(v, Splat16(255)), ShiftRight16<8>(v)); }
 
-  static void LoadPairs(const uint8_t* p, U8* even, U8* odd) {
+  static void LoadPairs(const uint8_t* p, U8& even, U8& odd) {
     const __m128i a = Load(p);
     const __m128i b = Load(p + 16);
-    *even = _mm_packus_epi16(And(a, Splat16(255)), And(b, Splat16(255)));
-    *odd = _mm_packus_epi16(ShiftRight16<8>(a), ShiftRight16<8>(b));
+    even = _mm_packus_epi16(And(a, Splat16(255)), And(b, Splat16(255)));
+    odd = _mm_packus_epi16(ShiftRight16<8>(a), ShiftRight16<8>(b));
   }
   static void StorePairs(uint8_t* p, U8 even, U8 odd) {
     Store(p, _mm_unpacklo_epi8(even, odd));
@@ -82,7 +82,7 @@ struct Sse2 {
 
 }  // namespace
 
-void FillSse2Kernels(KernelTable* table) {
+void FillSse2Kernels(KernelTable& table) {
   VectorKernels<Sse2>::Override(table);
 }
 

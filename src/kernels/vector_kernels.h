@@ -9,54 +9,31 @@
 #ifndef PEXO_KERNELS_VECTOR_KERNELS_H_
 #define PEXO_KERNELS_VECTOR_KERNELS_H_
 
+#include <cassert>
+
 #include "kernels/kernel_table.h"
 
 namespace pexo {
 
-// (sum + bias) * factor >> (16 + shift) for windows of (2 * radius + 1)^2 pixels: equal to (2^21 + sum * floor(2^22 /
-// window)) >> 22 for every sum up to 255 * window, with the intermediate in 16 bits (the tests go through all sums).
-template <int kRadius>
-struct BoxReciprocal;
-template <>
-struct BoxReciprocal<1> {
-  static constexpr uint16_t kBias = 4, kFactor = 7282;
-  static constexpr int kShift = 0;
-};
-template <>
-struct BoxReciprocal<2> {
-  static constexpr uint16_t kBias = 12, kFactor = 10486;
-  static constexpr int kShift = 2;
-};
-template <>
-struct BoxReciprocal<3> {
-  static constexpr uint16_t kBias = 24, kFactor = 42800;
-  static constexpr int kShift = 5;
-};
-template <>
-struct BoxReciprocal<4> {
-  static constexpr uint16_t kBias = 40, kFactor = 51782;
-  static constexpr int kShift = 6;
-};
-
 template <typename V>
 class VectorKernels {
  public:
-  static void Override(KernelTable* table) {
-    below_ = *table;
-    table->split_pairs = SplitPairs;
-    table->merge_pairs = MergePairs;
-    table->downsample2 = Downsample2;
-    table->downsample4 = Downsample4;
-    table->upsample2 = Upsample2;
-    table->slide_sums = SlideSums;
-    table->mean_of_sums = MeanOfSums;
-    table->blend = Blend;
-    table->blend_towards_grey = BlendTowardsGrey;
-    table->decode_soft_scores = DecodeSoftScores;
-    table->compare_scores = CompareScores;
-    table->count_foreground = CountForeground;
+  static void Override(KernelTable& table) {
+    below_ = table;
+    table.split_pairs = SplitPairs;
+    table.merge_pairs = MergePairs;
+    table.downsample2 = Downsample2;
+    table.downsample4 = Downsample4;
+    table.upsample2 = Upsample2;
+    table.slide_sums = SlideSums;
+    table.mean_of_sums = MeanOfSums;
+    table.blend = Blend;
+    table.blend_towards_grey = BlendTowardsGrey;
+    table.decode_soft_scores = DecodeSoftScores;
+    table.compare_scores = CompareScores;
+    table.count_foreground = CountForeground;
     if constexpr (requires { typename V::Table; }) {
-      table->apply_table = ApplyTable;
+      table.apply_table = ApplyTable;
     }
   }
 
@@ -70,9 +47,7 @@ class VectorKernels {
   template <typename Block>
   static void ForBlocks(int width, Block block) {
     int x = 0;
-    for (; x + kBytes <= width; x += kBytes) {
-      block(x);
-    }
+    for (; x + kBytes <= width; x += kBytes) block(x);
     if (x < width) {
       block(width - kBytes);
     }
@@ -83,31 +58,23 @@ class VectorKernels {
   template <typename Value>
   static void ForBlocksInPlace(uint8_t* destination, int width, Value value) {
     const U8 last = value(width - kBytes);
-    for (int x = 0; x + kBytes <= width; x += kBytes) {
-      V::Store(destination + x, value(x));
-    }
+    for (int x = 0; x + kBytes <= width; x += kBytes) V::Store(destination + x, value(x));
     V::Store(destination + width - kBytes, last);
   }
 
-  static void SplitPairs(uint8_t* first, uint8_t* second, const uint8_t* source, int pairs) {
-    if (pairs < kBytes) {
-      below_.split_pairs(first, second, source, pairs);
-      return;
-    }
+  static void SplitPairs(uint8_t* odd, uint8_t* even, const uint8_t* source, int pairs) {
+    if (pairs < kBytes) return below_.split_pairs(odd, even, source, pairs);
     ForBlocks(pairs, [=](int x) {
-      U8 even, odd;
-      V::LoadPairs(source + 2 * x, &even, &odd);
-      V::Store(first + x, odd);
-      V::Store(second + x, even);
+      U8 even_bytes, odd_bytes;
+      V::LoadPairs(source + 2 * x, even_bytes, odd_bytes);
+      V::Store(even + x, even_bytes);
+      V::Store(odd + x, odd_bytes);
     });
   }
 
-  static void MergePairs(uint8_t* destination, const uint8_t* first, const uint8_t* second, int pairs) {
-    if (pairs < kBytes) {
-      below_.merge_pairs(destination, first, second, pairs);
-      return;
-    }
-    ForBlocks(pairs, [=](int x) { V::StorePairs(destination + 2 * x, V::Load(second + x), V::Load(first + x)); });
+  static void MergePairs(uint8_t* destination, const uint8_t* odd, const uint8_t* even, int pairs) {
+    if (pairs < kBytes) return below_.merge_pairs(destination, odd, even, pairs);
+    ForBlocks(pairs, [=](int x) { V::StorePairs(destination + 2 * x, V::Load(even + x), V::Load(odd + x)); });
   }
 
   static U16 MeanOf2x2(U8 above, U8 below) {
@@ -121,23 +88,15 @@ class VectorKernels {
   }
 
   static void Downsample2(uint8_t* destination, const uint8_t* above, const uint8_t* below, int width) {
-    if (width < kBytes) {
-      below_.downsample2(destination, above, below, width);
-      return;
-    }
+    if (width < kBytes) return below_.downsample2(destination, above, below, width);
     ForBlocks(width, [=](int x) { V::Store(destination + x, MeanOf2x2(above + 2 * x, below + 2 * x)); });
   }
 
   static void Downsample4(uint8_t* destination, const uint8_t* source, ptrdiff_t step, int width) {
-    if (width < kBytes) {
-      below_.downsample4(destination, source, step, width);
-      return;
-    }
+    if (width < kBytes) return below_.downsample4(destination, source, step, width);
     ForBlocks(width, [=](int x) {
       const uint8_t* row[4];
-      for (int i = 0; i < 4; ++i) {
-        row[i] = source + i * step + 4 * x;
-      }
+      for (int i = 0; i < 4; ++i) row[i] = source + i * step + 4 * x;
       const U16 left = MeanOf2x2(MeanOf2x2(row[0], row[1]), MeanOf2x2(row[2], row[3]));
       const U16 right = MeanOf2x2(MeanOf2x2(row[0] + 2 * kBytes, row[1] + 2 * kBytes),
                                   MeanOf2x2(row[2] + 2 * kBytes, row[3] + 2 * kBytes));
@@ -157,10 +116,7 @@ class VectorKernels {
   }
 
   static void Upsample2(uint8_t* upper, uint8_t* lower, const uint8_t* above, const uint8_t* below, int width) {
-    if (width < kBytes) {
-      below_.upsample2(upper, lower, above, below, width);
-      return;
-    }
+    if (width < kBytes) return below_.upsample2(upper, lower, above, below, width);
     int x = 0;
     for (; x + kBytes < width; x += kBytes) {
       UpsampleBlock(upper + 2 * x, lower + 2 * x, V::Load(above + x), V::Load(above + x + 1), V::Load(below + x),
@@ -173,28 +129,26 @@ class VectorKernels {
   }
 
   static void SlideSums(uint16_t* sums, const uint8_t* entering, const uint8_t* leaving, int width) {
-    if (width < kWords) {
-      below_.slide_sums(sums, entering, leaving, width);
-      return;
-    }
+    if (width < kWords) return below_.slide_sums(sums, entering, leaving, width);
     const auto slide = [=](int x) {
       return V::Sub16(V::Add16(V::Load16(sums + x), V::LoadWide(entering + x)), V::LoadWide(leaving + x));
     };
     const U16 last = slide(width - kWords);
-    for (int x = 0; x + kWords <= width; x += kWords) {
-      V::Store16(sums + x, slide(x));
-    }
+    for (int x = 0; x + kWords <= width; x += kWords) V::Store16(sums + x, slide(x));
     V::Store16(sums + width - kWords, last);
   }
 
+  // (sum + window / 2) / window by a reciprocal rounded up: equal to (2^21 + sum * floor(2^22 / window)) >> 22 for
+  // every sum up to 255 * window (the tests go through all sums), and nothing on the way passes 16 bits.
   template <int kRadius>
   static U16 MeanOfWindow(const uint16_t* sums) {
-    using Reciprocal = BoxReciprocal<kRadius>;
-    U16 sum = V::Add16(V::Load16(sums), V::Splat16(Reciprocal::kBias));
-    for (int i = 1; i <= 2 * kRadius; ++i) {
-      sum = V::Add16(sum, V::Load16(sums + i));
-    }
-    return V::template ShiftRight16<Reciprocal::kShift>(V::MulHigh16(sum, V::Splat16(Reciprocal::kFactor)));
+    constexpr uint32_t kWindow = (2 * kRadius + 1) * (2 * kRadius + 1);
+    constexpr int kShift = 3;
+    constexpr uint32_t kReciprocal = ((1u << (16 + kShift)) + kWindow - 1) / kWindow;
+    static_assert(kReciprocal <= 65535 && 255 * kWindow + kWindow / 2 <= 65535);
+    U16 sum = V::Add16(V::Load16(sums), V::Splat16(kWindow / 2));
+    for (int i = 1; i <= 2 * kRadius; ++i) sum = V::Add16(sum, V::Load16(sums + i));
+    return V::template ShiftRight16<kShift>(V::MulHigh16(sum, V::Splat16(kReciprocal)));
   }
 
   template <int kRadius>
@@ -205,6 +159,7 @@ class VectorKernels {
   }
 
   static void MeanOfSums(uint8_t* destination, const uint16_t* sums, int width, int radius) {
+    assert(radius >= 1 && radius <= kMaxNarrowBoxRadius);
     if (width < kBytes) {
       below_.mean_of_sums(destination, sums, width, radius);
     } else if (radius == 1) {
@@ -220,19 +175,13 @@ class VectorKernels {
 
   static void Blend(uint8_t* destination, const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask,
                     int width) {
-    if (width < kBytes) {
-      below_.blend(destination, blurred, sharp, mask, width);
-      return;
-    }
+    if (width < kBytes) return below_.blend(destination, blurred, sharp, mask, width);
     ForBlocksInPlace(destination, width,
                      [=](int x) { return V::Blend(V::Load(blurred + x), V::Load(sharp + x), V::Load(mask + x)); });
   }
 
   static void BlendTowardsGrey(uint8_t* chroma, const uint8_t* mask, int width) {
-    if (width < kBytes) {
-      below_.blend_towards_grey(chroma, mask, width);
-      return;
-    }
+    if (width < kBytes) return below_.blend_towards_grey(chroma, mask, width);
     ForBlocksInPlace(chroma, width, [=](int x) {
       return V::Add(V::Blend(V::Splat(128), V::Load(chroma + x), V::Load(mask + x)), V::Splat(1));
     });
@@ -242,9 +191,7 @@ class VectorKernels {
   // with values below 2^15 the error it brings stays below one part of the divisor.
   struct Of128 {
     explicit Of128(int divisor) : limit(V::Splat(static_cast<uint8_t>(divisor))) {
-      while ((2 << shift) < divisor) {
-        ++shift;
-      }
+      while ((2 << shift) < divisor) ++shift;
       factor = V::Splat16(static_cast<uint16_t>(((65536 << shift) + divisor - 1) / divisor));
     }
     U8 operator()(U8 value) const {
@@ -259,14 +206,14 @@ class VectorKernels {
   };
 
   static void DecodeSoftScores(const uint8_t* scores, int count, uint8_t* mask, int lo, int hi) {
+    assert(lo < 0 && hi > 0);
     if (count < kBytes || hi < 2 || hi > 255 || lo > -2 || lo < -255) {
-      below_.decode_soft_scores(scores, count, mask, lo, hi);
-      return;
+      return below_.decode_soft_scores(scores, count, mask, lo, hi);
     }
     const Of128 above(hi), under(-lo);
     ForBlocks(count, [&](int x) {
       U8 background, foreground;
-      V::LoadPairs(scores + 2 * x, &background, &foreground);
+      V::LoadPairs(scores + 2 * x, background, foreground);
       // How far the difference stays short of hi, and of lo: 0 from there on.
       const U8 short_of_hi = V::SubSaturating(above.limit, V::SubSaturating(foreground, background));
       const U8 short_of_lo = V::SubSaturating(under.limit, V::SubSaturating(background, foreground));
@@ -276,10 +223,7 @@ class VectorKernels {
   }
 
   static void CompareScores(const uint8_t* foreground, const uint8_t* background, int count, uint8_t* mask) {
-    if (count < kBytes) {
-      below_.compare_scores(foreground, background, count, mask);
-      return;
-    }
+    if (count < kBytes) return below_.compare_scores(foreground, background, count, mask);
     ForBlocksInPlace(mask, count,
                      [=](int x) { return V::GreaterThan(V::Load(foreground + x), V::Load(background + x)); });
   }
@@ -300,10 +244,7 @@ class VectorKernels {
 
   static void ApplyTable(uint8_t* pixels, int count, const uint8_t* table) {
     // Below a few blocks loading the table costs more than it saves.
-    if (count < 256) {
-      below_.apply_table(pixels, count, table);
-      return;
-    }
+    if (count < 256) return below_.apply_table(pixels, count, table);
     const typename V::Table lookup(table);
     ForBlocksInPlace(pixels, count, [&](int x) { return lookup(V::Load(pixels + x)); });
   }

@@ -5,8 +5,6 @@
 #include <cstring>
 #include <utility>
 
-#include "kernels/mask_kernels.h"
-
 namespace pexo {
 namespace {
 
@@ -19,6 +17,14 @@ bool IsRgb(int32_t format) {
 }
 bool IsTwoPlane(int32_t format) {
   return format == kFormatNv12 || format == kFormatNv21;
+}
+
+// Pixel (r, c) takes the value of (r + 1, c + 1); the last row and the last column keep theirs.
+void ShiftUpLeft(Image& packed_plane) {
+  if (packed_plane.width < 2) return;
+  const size_t width = Size(packed_plane.width);
+  uint8_t* row = packed_plane.plane[0];
+  for (int32_t y = 0; y + 1 < packed_plane.height; ++y, row += width) std::memcpy(row, row + width + 1, width - 1);
 }
 
 void SwapRedAndBlue(QmxImage& destination, const QmxImage& source) {
@@ -183,7 +189,7 @@ Image DoubleAndShift(const QmxImage& plane) {
   Image doubled;
   AllocImage(doubled, 2 * plane.width, 2 * plane.height, kFormatGray8);
   ConvertImage(doubled, plane);
-  ShiftUpLeft(doubled.plane[0], doubled.width, doubled.height);
+  ShiftUpLeft(doubled);
   return doubled;
 }
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "kernels/mask_kernels.h"
+#include "kernels/kernel_table.h"
 #include "network/contrast_table.h"
 #include "network/network.h"
 
@@ -14,7 +14,7 @@ size_t PixelCount(const QmxImage& image) {
 
 float ForegroundFraction(const QmxImage& mask) {
   const size_t pixels = PixelCount(mask);
-  const int foreground = CountForeground(mask.plane[0], static_cast<int>(pixels));
+  const int foreground = Kernels().count_foreground(mask.plane[0], static_cast<int>(pixels));
   return static_cast<float>(foreground) / static_cast<float>(pixels);
 }
 
@@ -54,7 +54,7 @@ void Network::ShapeMask(FrameParams& params, Image& mask, QmxImage& output) {
 
   if (output_channels == 1 && output.plane[0] != nullptr) {
     if (contrast_table.empty()) contrast_table = MakeContrastTable(sigmoid_min, sigmoid_max);
-    ApplyTable(output.plane[0], static_cast<int>(PixelCount(output)), contrast_table.data());
+    Kernels().apply_table(output.plane[0], static_cast<int>(PixelCount(output)), contrast_table.data());
   }
 }
 

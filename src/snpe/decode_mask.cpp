@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "blur/plane_filters.h"
-#include "kernels/mask_kernels.h"
+#include "kernels/kernel_table.h"
 #include "network/network.h"
 
 namespace pexo {
@@ -14,7 +14,7 @@ void DecodeSoft(const uint8_t* scores, uint8_t* mask, int32_t pixels, float thre
   const auto hi = static_cast<int32_t>(threshold * 120.0);
   const auto lo = static_cast<int32_t>(threshold * -12.0);
   if (hi < 1 || lo >= 0) return;
-  DecodeSoftScores(scores, pixels, mask, lo, hi);
+  Kernels().decode_soft_scores(scores, pixels, mask, lo, hi);
 }
 
 Image AllocGray(uint32_t width, uint32_t height) {
@@ -37,7 +37,7 @@ void DecodeHard(const Network& network, const uint8_t* scores, uint8_t* mask) {
                    2 * background.width);
   background = ScaleScores(network, background);
   foreground = ScaleScores(network, foreground);
-  CompareScores(foreground.plane[0], background.plane[0], background.width * background.height, mask);
+  Kernels().compare_scores(foreground.plane[0], background.plane[0], background.width * background.height, mask);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace pexo::testing {
+namespace pexo::test {
 
 // Pixels in memory. Reads outside repeat the border.
 struct View {
@@ -69,7 +69,7 @@ inline Plane DoubledPlane(const View& source) {
 }
 
 inline Plane Resized(const View& source, int width, int height) {
-  Plane result(width, height, [](int, int) { return 128; });  // stays where the image library fails
+  Plane result(width, height, [](int, int) { return 0; });
   const QmxImage from{QMX_FORMAT_GRAY8, source.width, source.height, {source.data}, {source.step}};
   QmxImage to{QMX_FORMAT_GRAY8, width, height, {result.data}, {width}};
   qmxResize(&from, &to, QMX_INTERPOLATION_BILINEAR);
@@ -125,6 +125,6 @@ inline void NaiveBackgroundBlur(const QmxImage& frame, const QmxImage& output, c
   }
 }
 
-}  // namespace pexo::testing
+}  // namespace pexo::test
 
 #endif  // PEXO_TESTS_BLUR_NAIVE_BLUR_H_

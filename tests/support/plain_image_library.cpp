@@ -8,10 +8,11 @@
 #include <cstdlib>
 
 extern "C" QmxImage qmxImageCreate(int32_t width, int32_t height, int32_t format) {
-  const auto luma = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const int32_t stride = width + 8;  // a gap between the rows
+  const auto luma = static_cast<size_t>(stride) * static_cast<size_t>(height);
   auto* memory = static_cast<uint8_t*>(std::malloc(luma + luma / 2));
   if (memory == nullptr) return {};
-  return {format, width, height, {memory, memory + luma}, {width, width}};
+  return {format, width, height, {memory, memory + luma}, {stride, stride}};
 }
 
 extern "C" int32_t qmxImageFree(QmxImage* image) {

@@ -1,6 +1,6 @@
-// Data for the blur's tests and benches: the same bytes on every machine, in memory that ends at an unreadable page.
-#ifndef PEXO_TESTS_BLUR_TEST_DATA_H_
-#define PEXO_TESTS_BLUR_TEST_DATA_H_
+// Data for tests and benches of pixels: the same bytes on every machine, in memory that ends at an unreadable page.
+#ifndef PEXO_TESTS_SUPPORT_GUARDED_IMAGE_H_
+#define PEXO_TESTS_SUPPORT_GUARDED_IMAGE_H_
 
 #include <qmx/qmx_image.h>
 #include <sys/mman.h>
@@ -12,7 +12,7 @@
 #include <random>
 #include <span>
 
-namespace pexo::testing {
+namespace pexo::test {
 
 // At least `size` readable bytes between two unreadable pages.
 class GuardedBytes {
@@ -38,9 +38,9 @@ class GuardedBytes {
 
 // A two-plane frame, or with format 9 a mask, with `padding` bytes between its rows: a picture with smooth parts, edges
 // and noise. The planes touch unreadable pages, for most seeds with their ends.
-class TestImage {
+class GuardedImage {
  public:
-  TestImage(int width, int height, int32_t format, unsigned seed, int padding = 0)
+  GuardedImage(int width, int height, int32_t format, unsigned seed, int padding = 0)
       : image_{format, width, height, {}, {}}, memory_{(width + padding) * height, (width + padding) * height} {
     std::minstd_rand random(seed);
     for (int i = 0; i < (format == QMX_FORMAT_GRAY8 ? 1 : 2); ++i) {
@@ -59,7 +59,7 @@ class TestImage {
   QmxImage& image() { return image_; }
   const QmxImage& image() const { return image_; }
   std::span<uint8_t> plane(int index) const { return planes_[index]; }
-  bool SameBytes(const TestImage& other) const {
+  bool SameBytes(const GuardedImage& other) const {
     return std::ranges::equal(planes_[0], other.planes_[0]) && std::ranges::equal(planes_[1], other.planes_[1]);
   }
 
@@ -69,6 +69,6 @@ class TestImage {
   std::span<uint8_t> planes_[2];
 };
 
-}  // namespace pexo::testing
+}  // namespace pexo::test
 
-#endif  // PEXO_TESTS_BLUR_TEST_DATA_H_
+#endif  // PEXO_TESTS_SUPPORT_GUARDED_IMAGE_H_

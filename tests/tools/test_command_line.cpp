@@ -55,7 +55,7 @@ TEST_F(PortraitCommandLine, WhatFailsIsNamedAndNothingIsWritten) {
       {"in.png absent/out.png", "absent/out.png: "},
       {"--model absent.dlc in.png kept.png", "absent.dlc: "},
       {"--model pipe.dlc in.png kept.png", "pipe.dlc: "},
-      {"--model in.png in.png kept.png", "in.png: the model cannot be loaded (status 2): "},
+      {"--model in.png in.png kept.png", "in.png: the model cannot be loaded (status 2): not a container"},
       {"--model " + long_name + " in.png kept.png", "longer than 127"},
   };
   for (const auto& [words, subject] : cases) EXPECT_EQ(Portrait("--quiet " + words, 1, subject), "");

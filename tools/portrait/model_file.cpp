@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <pexo/humanbodyseg.h>
+
 #include "common/failure.h"
 
 namespace pexo::portrait {
@@ -14,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMaxPath = 127;  // the library's
+constexpr std::size_t kMaxPath = HUMANBODYSEG_MODEL_PATH_MAX;
 
 std::string PathOf(const std::string& model) {
   if (model != "big" && model != "small") return model;
@@ -33,7 +35,7 @@ std::string FindModel(const std::string& model) {
   if (::access(path.c_str(), R_OK) != 0) {
     throw tools::Failure(path + ": the model cannot be read: " + std::strerror(errno));
   }
-  // A named pipe would keep the engine waiting for somebody to write.
+  // Opening a named pipe would wait for somebody to write to it.
   if (!fs::is_regular_file(path)) throw tools::Failure(path + ": the model is not a regular file");
   return path;
 }

@@ -64,16 +64,16 @@ CameraFrame Renderer::Render(const CameraFrame& picture) {
 int Renderer::FramesLate() const {
   switch (effect_) {
     case HUMANBODYSEG_EFFECT_COLOUR:
-      return 1;
+      return HUMANBODYSEG_COLOUR_CALLS_LATE;
     case HUMANBODYSEG_EFFECT_BLUR:
-      return 2;
+      return HUMANBODYSEG_BLUR_CALLS_LATE;
     default:
-      return 0;
+      return HUMANBODYSEG_MASK_CALLS_LATE;
   }
 }
 
 int Renderer::ColumnMultiple() const {
-  return effect_ == HUMANBODYSEG_EFFECT_COLOUR ? 8 : 2;
+  return effect_ == HUMANBODYSEG_EFFECT_COLOUR ? HUMANBODYSEG_COLOUR_WIDTH_MULTIPLE : 2;
 }
 
 }  // namespace pexo::portrait

@@ -33,6 +33,9 @@ The exit status is 0, 1 when the model cannot be used or a file not be read or w
 wrong.
 )";
 
+// By this in a path the library knows that a model's one channel is a range of logits.
+constexpr char kSmallModelName[] = "MoviePortraitSmall";
+
 struct Arguments {
   bool help = false;
   std::optional<engine::HeadKind> head;
@@ -72,8 +75,12 @@ void Run(int argc, char** argv) {
   const Arguments arguments = Parse(argc, argv);
   if (arguments.help) {
     std::fputs(kHelp, stdout);
-  } else {
-    tools::ReplaceFile(arguments.output, Pack(arguments.model, *arguments.head));
+    return;
+  }
+  tools::ReplaceFile(arguments.output, Pack(arguments.model, *arguments.head));
+  if (arguments.head == engine::HeadKind::kLogitGrey && arguments.output.find(kSmallModelName) == std::string::npos) {
+    std::fprintf(stderr, "pack-dlc: warning: %s: the library reads logits only under a path that contains \"%s\"\n",
+                 arguments.output.c_str(), kSmallModelName);
   }
 }
 

@@ -73,6 +73,10 @@ std::vector<uint8_t> ReadEntry(zip_t* archive, const char* name, size_t limit) {
   zip_stat_init(&stat);
   Require(zip_stat(archive, name, ZIP_FL_ENC_GUESS, &stat) == 0, "the container has no ", name);
   Require((stat.valid & ZIP_STAT_SIZE) != 0 && stat.size <= limit, name, " in the container is too large");
+  // The other methods of compression may want any amount of memory to unpack.
+  Require((stat.valid & ZIP_STAT_COMP_METHOD) != 0 &&
+              (stat.comp_method == ZIP_CM_STORE || stat.comp_method == ZIP_CM_DEFLATE),
+          name, " in the container is neither stored nor deflated");
   const Entry entry(zip_fopen_index(archive, stat.index, 0), &zip_fclose);
   Require(entry != nullptr, name, " in the container cannot be read: ", std::string(zip_strerror(archive)));
 
@@ -182,6 +186,7 @@ Container ReadContainer(std::span<const uint8_t> bytes) {
 
 std::vector<uint8_t> WriteContainer(const Container& container) {
   const std::string description = WriteDescription(container);
+  Require(description.size() <= kMaxDescriptionBytes, "the names of the model's input and output are too long");
   ZipError error;
   const Source source(zip_source_buffer_create(nullptr, 0, 0, error), &zip_source_free);
   Require(source != nullptr, "no memory for the archive: ", error.Text());

@@ -2,6 +2,7 @@
 #ifndef PEXO_ENGINE_ERROR_H_
 #define PEXO_ENGINE_ERROR_H_
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -13,11 +14,13 @@ class Error : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Throws Error with the parts joined.
+// Throws Error with the parts joined. Parts may come from a file: what would break the one line becomes a "?".
 template <typename... Parts>
 [[noreturn]] void Fail(const Parts&... parts) {
   std::string message;
   ((message += parts), ...);
+  std::replace_if(
+      message.begin(), message.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
   throw Error(message);
 }
 

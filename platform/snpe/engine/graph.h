@@ -15,7 +15,6 @@ using Shape = std::vector<size_t>;  // slowest dimension first; activations are 
 inline constexpr int32_t kAbsent = -1;  // an operand that a node goes without
 
 struct Tensor {
-  std::string name;
   Shape shape;
   bool constant = false;
   std::vector<float> values;  // of a constant; padded behind its elements as XNNPACK wants it
@@ -38,6 +37,7 @@ enum class Padding { kSame, kValid };
 
 struct Node {
   Operation operation;
+  std::string name;             // of the model's operator, for messages
   std::vector<int32_t> inputs;  // tensor indices or kAbsent
   int32_t output = kAbsent;
   Padding padding = Padding::kSame;
@@ -54,6 +54,8 @@ struct Graph {
   std::vector<Node> nodes;  // in the order of execution
   int32_t input = kAbsent;
   int32_t output = kAbsent;
+  std::string input_name;
+  std::string output_name;
 };
 
 // Elements of a shape, or 0 if a dimension is 0 or there would be more than `limit`.

@@ -12,13 +12,9 @@ namespace {
 
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-std::string NodeName(size_t index) {
-  return "node " + std::to_string(index);
-}
-
-size_t WindowCount(const Node& node, size_t size, size_t window, size_t stride, const std::string& where) {
+size_t WindowCount(const Node& node, size_t size, size_t window, size_t stride) {
   if (node.padding == Padding::kSame) return (size + stride - 1) / stride;
-  Require(size >= window, where, ": the window is larger than its input");
+  Require(size >= window, node.name, ": the window is larger than its input");
   return (size - window) / stride + 1;
 }
 
@@ -30,10 +26,8 @@ class Checker {
     CheckTensors();
     CheckOrder();
     CheckUse();
-    for (size_t i = 0; i < graph_.nodes.size(); ++i) {
-      const Node& node = graph_.nodes[i];
-      Require(ShapeOf(node.output) == InferShape(node, NodeName(i)), NodeName(i),
-              ": the output has another shape than it should");
+    for (const Node& node : graph_.nodes) {
+      Require(ShapeOf(node.output) == InferShape(node), node.name, ": the output has another shape than it should");
     }
   }
 
@@ -72,12 +66,12 @@ class Checker {
       const Node& node = graph_.nodes[i];
       for (const int32_t input : node.inputs) {
         if (input == kAbsent) continue;
-        Require(InRange(input), NodeName(i), ": an operand is out of range");
-        Require(ready[static_cast<size_t>(input)], NodeName(i), ": an operand is read before it is written");
+        Require(InRange(input), node.name, ": an operand is out of range");
+        Require(ready[static_cast<size_t>(input)], node.name, ": an operand is read before it is written");
       }
-      Require(InRange(node.output), NodeName(i), ": the output is out of range");
+      Require(InRange(node.output), node.name, ": the output is out of range");
       const auto output = static_cast<size_t>(node.output);
-      Require(!ready[output], NodeName(i), ": the output is written already");
+      Require(!ready[output], node.name, ": the output is written already");
       ready[output] = true;
       producer_[output] = i;
     }
@@ -90,7 +84,7 @@ class Checker {
     needed[static_cast<size_t>(graph_.output)] = true;
     for (size_t i = graph_.nodes.size(); i-- > 0;) {
       const Node& node = graph_.nodes[i];
-      Require(needed[static_cast<size_t>(node.output)], NodeName(i), ": its result is not used");
+      Require(needed[static_cast<size_t>(node.output)], node.name, ": its result is not used");
       for (const int32_t input : node.inputs) {
         if (input != kAbsent) needed[static_cast<size_t>(input)] = true;
       }
@@ -98,85 +92,86 @@ class Checker {
     Require(needed[static_cast<size_t>(graph_.input)], "the graph's input is not used");
   }
 
-  Shape InferShape(const Node& node, const std::string& where) const {
-    Require(!std::isnan(node.min) && !std::isnan(node.max) && node.min < node.max, where, ": the bounds are empty");
+  Shape InferShape(const Node& node) const {
+    Require(!std::isnan(node.min) && !std::isnan(node.max) && node.min < node.max, node.name, ": the bounds are empty");
     switch (node.operation) {
       case Operation::kConvolution:
       case Operation::kDepthwiseConvolution:
       case Operation::kTransposeConvolution:
-        return InferConvolution(node, where);
+        return InferConvolution(node);
       case Operation::kClamp:
       case Operation::kHardSwish:
       case Operation::kLogistic:
-        return InputShape(node, where);
+        return InputShape(node);
       case Operation::kMultiply:
       case Operation::kAdd:
-        return InferBroadcast(node, where);
+        return InferBroadcast(node);
       case Operation::kGlobalAveragePool: {
-        const Shape& input = PictureShape(node, where);
+        const Shape& input = PictureShape(node);
         return {input[0], 1, 1, input[3]};
       }
       case Operation::kResizeBilinear: {
-        const Shape& input = PictureShape(node, where);
+        const Shape& input = PictureShape(node);
         return {input[0], node.new_height, node.new_width, input[3]};
       }
     }
-    Fail(where, ": unknown operation");
+    Fail(node.name, ": unknown operation");
   }
 
   // The shape of operand 0, which is computed.
-  const Shape& InputShape(const Node& node, const std::string& where) const {
-    Require(!node.inputs.empty() && node.inputs[0] != kAbsent && !TensorAt(node.inputs[0]).constant, where,
+  const Shape& InputShape(const Node& node) const {
+    Require(!node.inputs.empty() && node.inputs[0] != kAbsent && !TensorAt(node.inputs[0]).constant, node.name,
             ": the input is missing or a constant");
     return ShapeOf(node.inputs[0]);
   }
 
-  const Shape& PictureShape(const Node& node, const std::string& where) const {
-    const Shape& shape = InputShape(node, where);
-    Require(shape.size() == 4, where, ": the input needs four dimensions");
+  const Shape& PictureShape(const Node& node) const {
+    const Shape& shape = InputShape(node);
+    Require(shape.size() == 4, node.name, ": the input needs four dimensions");
     return shape;
   }
 
-  Shape InferConvolution(const Node& node, const std::string& where) const {
-    const Shape& input = PictureShape(node, where);
-    Require(node.inputs.size() == 3 && node.inputs[1] != kAbsent, where, ": needs a filter");
+  Shape InferConvolution(const Node& node) const {
+    const Shape& input = PictureShape(node);
+    Require(node.inputs.size() == 3 && node.inputs[1] != kAbsent, node.name, ": needs a filter");
     const Shape& filter = ShapeOf(node.inputs[1]);
-    Require(TensorAt(node.inputs[1]).constant && filter.size() == 4, where, ": the filter is no constant of rank 4");
+    Require(TensorAt(node.inputs[1]).constant && filter.size() == 4, node.name,
+            ": the filter is no constant of rank 4");
     Require(node.stride_height >= 1 && node.stride_height <= kMaxStride && node.stride_width >= 1 &&
                 node.stride_width <= kMaxStride,
-            where, ": a stride is out of range");
+            node.name, ": a stride is out of range");
 
     const bool depthwise = node.operation == Operation::kDepthwiseConvolution;
-    Require(filter[3] == input[3] && (!depthwise || filter[0] == 1), where, ": the filter does not fit its input");
+    Require(filter[3] == input[3] && (!depthwise || filter[0] == 1), node.name, ": the filter does not fit its input");
     const size_t channels = depthwise ? filter[3] : filter[0];
     if (node.inputs[2] != kAbsent) {
       const Tensor& bias = TensorAt(node.inputs[2]);
-      Require(bias.constant && bias.shape == Shape{channels}, where,
+      Require(bias.constant && bias.shape == Shape{channels}, node.name,
               ": the bias is no constant of one value a channel");
     }
     if (node.operation == Operation::kTransposeConvolution) {
-      Require(filter[1] == node.stride_height && filter[2] == node.stride_width, where,
+      Require(filter[1] == node.stride_height && filter[2] == node.stride_width, node.name,
               ": the filter is not as large as the stride");
       return {input[0], input[1] * node.stride_height, input[2] * node.stride_width, channels};
     }
-    return {input[0], WindowCount(node, input[1], filter[1], node.stride_height, where),
-            WindowCount(node, input[2], filter[2], node.stride_width, where), channels};
+    return {input[0], WindowCount(node, input[1], filter[1], node.stride_height),
+            WindowCount(node, input[2], filter[2], node.stride_width), channels};
   }
 
   // Equal dimensions, or 1 against any, aligned at the last.
-  Shape InferBroadcast(const Node& node, const std::string& where) const {
-    Require(node.inputs.size() == 2 && node.inputs[0] != kAbsent && node.inputs[1] != kAbsent, where,
+  Shape InferBroadcast(const Node& node) const {
+    Require(node.inputs.size() == 2 && node.inputs[0] != kAbsent && node.inputs[1] != kAbsent, node.name,
             ": needs two inputs");
     const Tensor& a = TensorAt(node.inputs[0]);
     const Tensor& b = TensorAt(node.inputs[1]);
-    Require(!a.constant || !b.constant, where, ": both inputs are constants");
+    Require(!a.constant || !b.constant, node.name, ": both inputs are constants");
     Shape shape(std::max(a.shape.size(), b.shape.size()), 1);
     for (const Shape* operand : {&a.shape, &b.shape}) {
       const size_t skipped = shape.size() - operand->size();
       for (size_t i = 0; i < operand->size(); ++i) {
         size_t& result = shape[skipped + i];
         const size_t dimension = (*operand)[i];
-        Require(result == dimension || result == 1 || dimension == 1, where, ": the inputs' shapes do not fit");
+        Require(result == dimension || result == 1 || dimension == 1, node.name, ": the inputs' shapes do not fit");
         result = std::max(result, dimension);
       }
     }

@@ -65,8 +65,8 @@ class HostNetwork final : public zdl::SNPE::SNPE {
         input_(container.input_name, network_.InputShape()),
         output_(container.output_name, OutputDimensions()) {}
 
-  Optional<StringList> getInputTensorNames() const override { return input_.names; }
-  Optional<StringList> getOutputTensorNames() const override { return output_.names; }
+  Optional<StringList> getInputTensorNames() const override { return NamesOf(input_); }
+  Optional<StringList> getOutputTensorNames() const override { return NamesOf(output_); }
 
   Optional<IBufferAttributes*> getInputOutputBufferAttributes(const char* name) const override {
     for (const End* end : {&input_, &output_}) {
@@ -109,6 +109,10 @@ class HostNetwork final : public zdl::SNPE::SNPE {
     StringList names;
     std::unique_ptr<Attributes> attributes;
   };
+
+  static Optional<StringList> NamesOf(const End& end) {
+    return Guard(Optional<StringList>(), [&] { return Optional<StringList>(end.names); });
+  }
 
   std::vector<size_t> OutputDimensions() const {
     Shape shape = network_.OutputShape();

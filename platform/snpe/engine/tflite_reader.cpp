@@ -3,8 +3,10 @@
 #include <xnnpack.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,7 +19,6 @@ namespace pexo::engine {
 namespace {
 
 constexpr uint32_t kModelVersion = 3;
-constexpr char kTransposeConvolutionName[] = "Convolution2DTransposeBias";
 
 // A vector of the file, empty where the file has none.
 template <typename T>
@@ -26,15 +27,25 @@ std::span<const T> View(const flatbuffers::Vector<T>* vector) {
   return {vector->data(), vector->size()};
 }
 
-std::string Text(const flatbuffers::String* text) {
-  return text != nullptr ? text->str() : std::string();
+// The larger of the two fields holds: numbers below 127 stand in both, or in older files in the first alone.
+tflite::BuiltinOperator Number(const tflite::OperatorCode& code) {
+  return std::max(static_cast<tflite::BuiltinOperator>(code.deprecated_builtin_code()), code.builtin_code());
 }
 
-// Names the operator in messages.
-std::string OperatorName(size_t index, tflite::BuiltinOperator code) {
-  const char* name = tflite::EnumNameBuiltinOperator(code);
-  return "operator " + std::to_string(index) + " (" +
-         (name != nullptr && *name != '\0' ? std::string(name) : std::to_string(static_cast<int32_t>(code))) + ")";
+std::string_view CustomName(const tflite::OperatorCode& code) {
+  const flatbuffers::String* name = code.custom_code();
+  return name != nullptr ? std::string_view(name->data(), name->size()) : std::string_view();
+}
+
+// What messages call an operator.
+std::string OperatorName(size_t index, const tflite::OperatorCode& code) {
+  constexpr size_t kMostLetters = 64;
+  std::string name = tflite::EnumNameBuiltinOperator(Number(code));
+  if (name.empty()) name = std::to_string(static_cast<int32_t>(Number(code)));
+  if (Number(code) == tflite::BuiltinOperator::CUSTOM) {
+    name += " \"" + std::string(CustomName(code).substr(0, kMostLetters)) + "\"";
+  }
+  return "operator " + std::to_string(index) + " (" + name + ")";
 }
 
 class Reader {
@@ -52,6 +63,8 @@ class Reader {
     for (const int32_t index : {graph_.input, graph_.output}) {
       Require(TensorOfFile(index).type() == tflite::TensorType::FLOAT32, "the model's input and output must be floats");
     }
+    graph_.input_name = NameOf(graph_.input);
+    graph_.output_name = NameOf(graph_.output);
     return std::move(graph_);
   }
 
@@ -65,13 +78,13 @@ class Reader {
     for (uint32_t i = 0; i < tensors_->size(); ++i) {
       const tflite::Tensor& source = *tensors_->Get(i);
       Tensor& tensor = graph_.tensors[i];
-      tensor.name = Text(source.name());
-      for (const int32_t dimension : View(source.shape())) {
+      const std::span<const int32_t> dimensions = View(source.shape());
+      Require(dimensions.size() <= kMaxRank, "tensor ", std::to_string(i), " has too many dimensions");
+      for (const int32_t dimension : dimensions) {
         Require(dimension > 0, "tensor ", std::to_string(i), " has a dimension below 1");
         tensor.shape.push_back(static_cast<size_t>(dimension));
       }
-      Require(tensor.shape.size() <= kMaxRank && CountElements(tensor.shape, kMaxElements) > 0, "tensor ",
-              std::to_string(i), " is too large");
+      Require(CountElements(tensor.shape, kMaxElements) > 0, "tensor ", std::to_string(i), " is too large");
       if (source.type() == tflite::TensorType::FLOAT32 && !Bytes(i).empty()) {
         const std::span<const uint8_t> bytes = Data(i, sizeof(float));
         std::memcpy(MakeConstant(tensor).data(), bytes.data(), bytes.size());
@@ -87,123 +100,124 @@ class Reader {
       const auto* codes = model_.operator_codes();
       Require(codes != nullptr && source.opcode_index() < codes->size(), "operator ", std::to_string(i),
               " has no operator code");
-      const tflite::OperatorCode& code = *codes->Get(source.opcode_index());
-      ReadOperator(i, source, code);
+      ReadOperator(i, source, *codes->Get(source.opcode_index()));
     }
+  }
+
+  // How an operator of the file becomes a node.
+  struct Rule {
+    tflite::BuiltinOperator number;
+    Operation operation;
+    size_t required;  // operands that must be there
+    size_t most;      // operands at all, constants of integers not counted
+    void (Reader::*read_options)(Node& node, const tflite::Operator& source) = nullptr;
+    bool integers = false;  // a constant of two integers follows the operands
+    std::string_view custom_name = {};
+  };
+
+  static const Rule* FindRule(const tflite::OperatorCode& code) {
+    using enum tflite::BuiltinOperator;
+    static constexpr Rule kRules[] = {
+        {CONV_2D, Operation::kConvolution, 2, 3, &Reader::ReadConvolution},
+        {DEPTHWISE_CONV_2D, Operation::kDepthwiseConvolution, 2, 3, &Reader::ReadDepthwiseConvolution},
+        {CUSTOM, Operation::kTransposeConvolution, 2, 3, &Reader::ReadTransposeConvolution, false,
+         "Convolution2DTransposeBias"},
+        {RELU, Operation::kClamp, 1, 1, &Reader::ReadRelu},
+        {HARD_SWISH, Operation::kHardSwish, 1, 1},
+        {LOGISTIC, Operation::kLogistic, 1, 1},
+        {ADD, Operation::kAdd, 2, 2, &Reader::ReadAdd},
+        {MUL, Operation::kMultiply, 2, 2, &Reader::ReadMultiply},
+        {AVERAGE_POOL_2D, Operation::kGlobalAveragePool, 1, 1, &Reader::ReadAveragePool},
+        {MEAN, Operation::kGlobalAveragePool, 1, 1, &Reader::ReadMean, true},
+        {RESIZE_BILINEAR, Operation::kResizeBilinear, 1, 1, &Reader::ReadResize, true},
+    };
+    const auto rule = std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& candidate) {
+      return candidate.number == Number(code) &&
+             (candidate.number != CUSTOM || candidate.custom_name == CustomName(code));
+    });
+    return rule != std::end(kRules) ? rule : nullptr;
   }
 
   void ReadOperator(size_t index, const tflite::Operator& source, const tflite::OperatorCode& code) {
-    const auto number =
-        std::max(static_cast<tflite::BuiltinOperator>(code.deprecated_builtin_code()), code.builtin_code());
-    where_ = OperatorName(index, number);
+    where_ = OperatorName(index, code);
     inputs_ = View(source.inputs());
-    for (const int32_t input : inputs_) {
-      Require(input == kAbsent || InRange(input), where_, ": an input index is out of range");
-    }
     const int32_t output = OnlyTensor(View(source.outputs()), where_ + ": output");
+    if (Number(code) == tflite::BuiltinOperator::DEQUANTIZE) return WidenHalves(output);
 
-    if (number == tflite::BuiltinOperator::DEQUANTIZE) return WidenHalves(output);
-
+    const Rule* rule = FindRule(code);
+    Require(rule != nullptr, where_, ": not supported");
     Node node;
+    node.operation = rule->operation;
+    node.name = where_;
     node.output = output;
-    switch (number) {
-      case tflite::BuiltinOperator::CONV_2D: {
-        const auto& options = Options(source.builtin_options_as_Conv2DOptions());
-        node.operation = Operation::kConvolution;
-        SetWindow(node, options.padding(), options.stride_h(), options.stride_w());
-        SetActivation(node, options.activation());
-        Require(options.dilation_h() == 1 && options.dilation_w() == 1, where_, ": dilation is not supported");
-        TakeInputs(node, 2, 3);
-        break;
-      }
-      case tflite::BuiltinOperator::DEPTHWISE_CONV_2D: {
-        const auto& options = Options(source.builtin_options_as_DepthwiseConv2DOptions());
-        node.operation = Operation::kDepthwiseConvolution;
-        SetWindow(node, options.padding(), options.stride_h(), options.stride_w());
-        SetActivation(node, options.activation());
-        Require(options.dilation_h() == 1 && options.dilation_w() == 1, where_, ": dilation is not supported");
-        Require(options.depth_multiplier() == 1, where_, ": only a depth multiplier of 1 is supported");
-        TakeInputs(node, 2, 3);
-        break;
-      }
-      case tflite::BuiltinOperator::CUSTOM: {
-        Require(Text(code.custom_code()) == kTransposeConvolutionName, where_, ": unknown custom operator");
-        node.operation = Operation::kTransposeConvolution;
-        ReadTransposeOptions(node, View(source.custom_options()));
-        TakeInputs(node, 2, 3);
-        break;
-      }
-      case tflite::BuiltinOperator::RELU:
-        node.operation = Operation::kClamp;
-        node.min = 0.0f;
-        TakeInputs(node, 1, 1);
-        break;
-      case tflite::BuiltinOperator::HARD_SWISH:
-        node.operation = Operation::kHardSwish;
-        TakeInputs(node, 1, 1);
-        break;
-      case tflite::BuiltinOperator::LOGISTIC:
-        node.operation = Operation::kLogistic;
-        TakeInputs(node, 1, 1);
-        break;
-      case tflite::BuiltinOperator::ADD:
-        node.operation = Operation::kAdd;
-        SetActivation(node, Options(source.builtin_options_as_AddOptions()).activation());
-        TakeInputs(node, 2, 2);
-        break;
-      case tflite::BuiltinOperator::MUL:
-        node.operation = Operation::kMultiply;
-        SetActivation(node, Options(source.builtin_options_as_MulOptions()).activation());
-        TakeInputs(node, 2, 2);
-        break;
-      case tflite::BuiltinOperator::AVERAGE_POOL_2D: {
-        const auto& options = Options(source.builtin_options_as_Pool2DOptions());
-        node.operation = Operation::kGlobalAveragePool;
-        SetActivation(node, options.activation());
-        TakeInputs(node, 1, 1);
-        const Shape& shape = graph_.tensors[node.inputs[0]].shape;
-        Require(shape.size() == 4 && std::cmp_equal(options.filter_height(), shape[1]) &&
-                    std::cmp_equal(options.filter_width(), shape[2]) && options.stride_h() > 0 &&
-                    options.stride_w() > 0,
-                where_, ": only pooling over the whole picture is supported");
-        break;
-      }
-      case tflite::BuiltinOperator::MEAN: {
-        node.operation = Operation::kGlobalAveragePool;
-        Require(Options(source.builtin_options_as_ReducerOptions()).keep_dims(), where_, ": keep_dims must be set");
-        std::vector<int32_t> axes = TakeIntegers(1);
-        TakeInputs(node, 1, 1);
-        const auto rank = static_cast<int32_t>(graph_.tensors[node.inputs[0]].shape.size());
-        for (int32_t& axis : axes) axis += axis < 0 ? rank : 0;
-        std::sort(axes.begin(), axes.end());
-        Require(axes == std::vector<int32_t>{1, 2}, where_, ": only the mean over height and width is supported");
-        break;
-      }
-      case tflite::BuiltinOperator::RESIZE_BILINEAR: {
-        const auto& options = Options(source.builtin_options_as_ResizeBilinearOptions());
-        Require(!options.align_corners() && options.half_pixel_centers(), where_,
-                ": only half-pixel centres are supported");
-        node.operation = Operation::kResizeBilinear;
-        const std::vector<int32_t> size = TakeIntegers(1);
-        Require(size.size() == 2 && size[0] > 0 && size[1] > 0, where_, ": the new size is not two positive numbers");
-        node.new_height = static_cast<size_t>(size[0]);
-        node.new_width = static_cast<size_t>(size[1]);
-        TakeInputs(node, 1, 1);
-        break;
-      }
-      default:
-        Fail(where_, ": not supported");
-    }
+    if (rule->integers) TakeIntegers(rule->most);
+    TakeInputs(node, rule->required, rule->most);
+    if (rule->read_options != nullptr) (this->*rule->read_options)(node, source);
     graph_.nodes.push_back(std::move(node));
   }
 
+  // Options of convolutions of either kind.
+  template <typename T>
+  void ReadWindow(Node& node, const T& options) const {
+    SetWindow(node, options.padding(), options.stride_h(), options.stride_w());
+    SetActivation(node, options.activation());
+    Require(options.dilation_h() == 1 && options.dilation_w() == 1, where_, ": dilation is not supported");
+  }
+
+  void ReadConvolution(Node& node, const tflite::Operator& source) {
+    ReadWindow(node, Options(source.builtin_options_as_Conv2DOptions()));
+  }
+
+  void ReadDepthwiseConvolution(Node& node, const tflite::Operator& source) {
+    const auto& options = Options(source.builtin_options_as_DepthwiseConv2DOptions());
+    ReadWindow(node, options);
+    Require(options.depth_multiplier() == 1, where_, ": only a depth multiplier of 1 is supported");
+  }
+
   // The options are three 32-bit integers: padding (1 is "same"), stride along the width, stride along the height.
-  void ReadTransposeOptions(Node& node, std::span<const uint8_t> bytes) const {
+  void ReadTransposeConvolution(Node& node, const tflite::Operator& source) {
+    const std::span<const uint8_t> bytes = View(source.custom_options());
     int32_t options[3];
     Require(bytes.size() == sizeof(options), where_, ": the options are not three integers");
     std::memcpy(options, bytes.data(), sizeof(options));
     Require(options[0] == 1, where_, ": only \"same\" padding is supported");
     SetWindow(node, tflite::Padding::SAME, options[2], options[1]);
+  }
+
+  void ReadRelu(Node& node, const tflite::Operator&) { node.min = 0.0f; }
+
+  void ReadAdd(Node& node, const tflite::Operator& source) {
+    SetActivation(node, Options(source.builtin_options_as_AddOptions()).activation());
+  }
+
+  void ReadMultiply(Node& node, const tflite::Operator& source) {
+    SetActivation(node, Options(source.builtin_options_as_MulOptions()).activation());
+  }
+
+  void ReadAveragePool(Node& node, const tflite::Operator& source) {
+    const auto& options = Options(source.builtin_options_as_Pool2DOptions());
+    SetActivation(node, options.activation());
+    const Shape& shape = graph_.tensors[node.inputs[0]].shape;
+    Require(shape.size() == 4 && std::cmp_equal(options.filter_height(), shape[1]) &&
+                std::cmp_equal(options.filter_width(), shape[2]) && options.stride_h() > 0 && options.stride_w() > 0,
+            where_, ": only pooling over the whole picture is supported");
+  }
+
+  void ReadMean(Node& node, const tflite::Operator& source) {
+    Require(Options(source.builtin_options_as_ReducerOptions()).keep_dims(), where_, ": keep_dims must be set");
+    const auto rank = static_cast<int32_t>(graph_.tensors[node.inputs[0]].shape.size());
+    for (int32_t& axis : integers_) axis += axis < 0 ? rank : 0;
+    std::sort(integers_.begin(), integers_.end());
+    Require(integers_ == std::array{1, 2}, where_, ": only the mean over height and width is supported");
+  }
+
+  void ReadResize(Node& node, const tflite::Operator& source) {
+    const auto& options = Options(source.builtin_options_as_ResizeBilinearOptions());
+    Require(!options.align_corners() && options.half_pixel_centers(), where_,
+            ": only half-pixel centres are supported");
+    Require(integers_[0] > 0 && integers_[1] > 0, where_, ": the new size is not positive");
+    node.new_height = static_cast<size_t>(integers_[0]);
+    node.new_width = static_cast<size_t>(integers_[1]);
   }
 
   // A constant of 16-bit floats becomes a constant of 32-bit ones; the operator itself is then done with.
@@ -265,6 +279,7 @@ class Reader {
       if (inputs_[i] == kAbsent) {
         Require(i >= required, where_, ": an input is missing");
       } else {
+        Require(InRange(inputs_[i]), where_, ": an input index is out of range");
         Require(TensorOfFile(inputs_[i]).type() == tflite::TensorType::FLOAT32, where_, ": an input is not of floats");
       }
     }
@@ -273,16 +288,15 @@ class Reader {
     node.inputs.resize(most, kAbsent);
   }
 
-  // The constant of integers at the last operand, which is taken off the operator's inputs.
-  std::vector<int32_t> TakeIntegers(size_t position) {
+  // Reads the two integers at the last operand, which is taken off the operator's inputs.
+  void TakeIntegers(size_t position) {
     Require(inputs_.size() == position + 1 && InRange(inputs_[position]), where_, ": wrong number of inputs");
     const auto index = static_cast<uint32_t>(inputs_[position]);
     Require(tensors_->Get(index)->type() == tflite::TensorType::INT32, where_, ": an operand is not of integers");
     const std::span<const uint8_t> bytes = Data(index, sizeof(int32_t));
-    std::vector<int32_t> values(bytes.size() / sizeof(int32_t));
-    std::memcpy(values.data(), bytes.data(), bytes.size());
+    Require(bytes.size() == sizeof(integers_), where_, ": an operand is not two integers");
+    std::memcpy(integers_.data(), bytes.data(), sizeof(integers_));
     inputs_ = inputs_.first(position);
-    return values;
   }
 
   std::span<const uint8_t> Bytes(uint32_t tensor) const {
@@ -314,6 +328,11 @@ class Reader {
 
   const tflite::Tensor& TensorOfFile(int32_t index) const { return *tensors_->Get(static_cast<uint32_t>(index)); }
 
+  std::string NameOf(int32_t index) const {
+    const flatbuffers::String* name = TensorOfFile(index).name();
+    return name != nullptr ? name->str() : std::string();
+  }
+
   int32_t OnlyTensor(std::span<const int32_t> indices, const std::string& what) const {
     Require(indices.size() == 1 && InRange(indices[0]), what, ": not exactly one tensor");
     return indices[0];
@@ -326,6 +345,7 @@ class Reader {
   // The operator being read.
   std::string where_;
   std::span<const int32_t> inputs_;
+  std::array<int32_t, 2> integers_ = {};
 };
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 constexpr uint32_t kInputId = 0;
 constexpr uint32_t kOutputId = 1;
 
-void Check(xnn_status status, const char* what) {
+void Check(xnn_status status, const std::string& what) {
   Require(status == xnn_status_success, "XNNPACK fails to ", what, " (status ", std::to_string(status), ")");
 }
 
@@ -26,7 +26,7 @@ class SubgraphWriter {
     Define(graph_.input, kInputId, XNN_VALUE_FLAG_EXTERNAL_INPUT);
     Define(graph_.output, kOutputId, XNN_VALUE_FLAG_EXTERNAL_OUTPUT);
     for (const Node& node : graph_.nodes) {
-      Check(DefineNode(node), "define a node");
+      Check(DefineNode(node), "define " + node.name);
     }
   }
 
@@ -54,20 +54,21 @@ class SubgraphWriter {
     const uint32_t output = Id(node.output);
     const auto stride_height = static_cast<uint32_t>(node.stride_height);
     const auto stride_width = static_cast<uint32_t>(node.stride_width);
-    const uint32_t same = node.padding == Padding::kSame ? XNN_FLAG_TENSORFLOW_SAME_PADDING : 0;
-
     switch (node.operation) {
       case Operation::kConvolution: {
         const Filter filter(graph_, node);
-        return xnn_define_convolution_2d(subgraph_, 0, 0, 0, 0, filter.height, filter.width, stride_height,
-                                         stride_width, 1, 1, 1, filter.depth, filter.count, node.min, node.max, input,
-                                         second, bias, output, same);
+        const Margin rows = MarginOf(node, 1), columns = MarginOf(node, 2);
+        return xnn_define_convolution_2d(subgraph_, rows.before, columns.after, rows.after, columns.before,
+                                         filter.height, filter.width, stride_height, stride_width, 1, 1, 1,
+                                         filter.depth, filter.count, node.min, node.max, input, second, bias, output,
+                                         0);
       }
       case Operation::kDepthwiseConvolution: {
         const Filter filter(graph_, node);
-        return xnn_define_depthwise_convolution_2d(subgraph_, 0, 0, 0, 0, filter.height, filter.width, stride_height,
-                                                   stride_width, 1, 1, 1, filter.depth, node.min, node.max, input,
-                                                   second, bias, output, same);
+        const Margin rows = MarginOf(node, 1), columns = MarginOf(node, 2);
+        return xnn_define_depthwise_convolution_2d(subgraph_, rows.before, columns.after, rows.after, columns.before,
+                                                   filter.height, filter.width, stride_height, stride_width, 1, 1, 1,
+                                                   filter.depth, node.min, node.max, input, second, bias, output, 0);
       }
       case Operation::kTransposeConvolution: {
         const Filter filter(graph_, node);
@@ -92,6 +93,24 @@ class SubgraphWriter {
     }
     return xnn_status_unsupported_parameter;
   }
+
+  // Zeros around a convolution's input, along dimension 1 (rows) or 2 (columns): as many as the last window lacks, the
+  // smaller half in front. XNNPACK's own rule for "same" padding goes wrong where the last window ends before the
+  // input.
+  struct Margin {
+    uint32_t before;
+    uint32_t after;
+  };
+  Margin MarginOf(const Node& node, size_t dimension) const {
+    if (node.padding == Padding::kValid) return {0, 0};
+    const size_t stride = dimension == 1 ? node.stride_height : node.stride_width;
+    const size_t covered = (ShapeOf(node.output)[dimension] - 1) * stride + ShapeOf(node.inputs[1])[dimension];
+    const size_t size = ShapeOf(node.inputs[0])[dimension];
+    const auto total = static_cast<uint32_t>(covered > size ? covered - size : 0);
+    return {total / 2, total - total / 2};
+  }
+
+  const Shape& ShapeOf(int32_t index) const { return graph_.tensors[static_cast<size_t>(index)].shape; }
 
   struct Filter {
     Filter(const Graph& graph, const Node& node) {
@@ -121,6 +140,7 @@ XnnNetwork::XnnNetwork(Graph graph, int threads)
   Check(xnn_initialize(nullptr), "start");
   xnn_subgraph_t subgraph = nullptr;
   Check(xnn_create_subgraph(2, 0, &subgraph), "make a subgraph");
+  Require(subgraph != nullptr, "no memory for XNNPACK's subgraph");
   const Owner<xnn_subgraph_t> subgraph_owner(subgraph);
   SubgraphWriter(graph_, subgraph).Write();
 
@@ -131,6 +151,8 @@ XnnNetwork::XnnNetwork(Graph graph, int threads)
   xnn_runtime_t runtime = nullptr;
   // Between frames the threads sleep: spinning would take the processor from the rest of the pipeline.
   Check(xnn_create_runtime_v2(subgraph, threads_.get(), XNN_FLAG_YIELD_WORKERS, &runtime), "make a runtime");
+  // It answers success without a runtime where there is no memory for the results between the nodes.
+  Require(runtime != nullptr, "no memory for XNNPACK's runtime");
   runtime_.reset(runtime);
   const xnn_external_value values[] = {{kInputId, input_.data()}, {kOutputId, output_.data()}};
   Check(xnn_setup_runtime(runtime, 2, values), "set up the runtime");

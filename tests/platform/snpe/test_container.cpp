@@ -92,8 +92,13 @@ TEST_F(ContainerFile, IsARegularOne) {
 }
 
 TEST_F(ContainerFile, IsMadeByPackDlc) {
-  std::ofstream(folder / "good").write(reinterpret_cast<const char*>(kModel.data()), std::ssize(kModel));
   std::ofstream(folder / "junk") << "junk";
+  for (const auto& [name, model] :
+       {std::pair("good", kModel), std::pair("alike", EveryOperatorModel("person", "picture")),
+        std::pair("nameless", EveryOperatorModel("person", "")),
+        std::pair("nul", EveryOperatorModel("person", "per\\u0000son"))}) {
+    std::ofstream(folder / name).write(reinterpret_cast<const char*>(model.data()), std::ssize(model));
+  }
   const std::tuple<const char*, int, const char*> cases[] = {
       {"", 2, "see pack-dlc --help"},
       {"good out", 2, "--head"},
@@ -101,13 +106,18 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
       {"--head three-scores good out", 2, "three-scores"},
       {"--head two-scores missing out", 1, "pack-dlc: missing: "},
       {"--head two-scores junk out", 1, "pack-dlc: junk: "},
+      {"--head two-scores alike out", 1, "both called \"picture\""},
+      {"--head two-scores nameless out", 1, "has no name"},
+      {"--head two-scores nul out", 1, "holds a NUL"},
       {"--head two-scores good no/such/folder", 1, "pack-dlc: no/such/folder: "},
       {"--head two-scores good .", 1, "pack-dlc: .: "},
       {"--help", 0, "two 8-bit scores"},
       {"--head two-scores good out", 0, ""},
-      {"--head logit-grey good out", 0, ""},
+      {"--head logit-grey good MoviePortraitSmall", 0, ""},
+      {"--head logit-grey good out", 0, "pack-dlc: warning: out: "},
   };
-  for (const auto& [arguments, status, text] : cases) {
+  for (const auto& [words, status, text] : cases) {
+    const std::string arguments = words;
     SCOPED_TRACE(arguments);
     FILE* pipe = popen(("cd " + folder.string() + " && " PACK_DLC " " + arguments + " 2>&1").c_str(), "r");
     std::string output(4096, 0);
@@ -115,12 +125,13 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
     EXPECT_EQ(WEXITSTATUS(pclose(pipe)), status);
     EXPECT_TRUE(*text == 0 ? output.empty() : output.find(text) != std::string::npos) << output;
     EXPECT_TRUE(status == 0 || output.find('\n') == output.size() - 1) << "one line: " << output;
-    EXPECT_EQ(std::filesystem::exists(folder / "out"), *text == 0);
-    if (*text != 0) continue;
-    const engine::HeadKind head = engine::HeadFromName(std::string(arguments).substr(7, 10));
-    EXPECT_EQ(engine::ReadFile(folder / "out", engine::kMaxContainerBytes), Pack(kModel, head));
+    if (status != 0 || arguments == "--help") continue;
+    const std::filesystem::path out = folder / arguments.substr(arguments.rfind(' ') + 1);
+    const engine::HeadKind head = engine::HeadFromName(arguments.substr(7, 10));
+    EXPECT_EQ(engine::ReadFile(out, engine::kMaxContainerBytes), Pack(kModel, head));
+    std::filesystem::remove(out);
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 3) << "something of the writing is left";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 5) << "something of the writing is left";
 }
 
 TEST(PackedModels, AreThere) {

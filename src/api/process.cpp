@@ -4,6 +4,7 @@
 
 #include "api/handle.h"
 #include "api/presence.h"
+#include "common/library_image.h"
 #include "common/log.h"
 #include "kernels/kernel_table.h"
 
@@ -16,24 +17,6 @@ constexpr int kNeutralChroma = 128;
 size_t LumaBytes(const QmxImage& frame) {
   return static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height);
 }
-
-// A GRAY8 image of the image library, all zero, freed on every way out.
-class WorkingImage {
- public:
-  WorkingImage(int32_t width, int32_t height) : image_(qmxImageCreate(width, height, kFormatGray8)) {
-    if (image_.plane[0] != nullptr) std::memset(image_.plane[0], 0, LumaBytes(image_));
-  }
-  ~WorkingImage() {
-    if (image_.plane[0] != nullptr) qmxImageFree(&image_);
-  }
-  WorkingImage(const WorkingImage&) = delete;
-  WorkingImage& operator=(const WorkingImage&) = delete;
-
-  QmxImage& image() { return image_; }
-
- private:
-  QmxImage image_;
-};
 
 void GreyOut(QmxImage& frame) {
   std::memset(frame.plane[1], kNeutralChroma, LumaBytes(frame) / 2);
@@ -94,9 +77,10 @@ int32_t ProcessFrame(HumanBodySegHandle& handle, QmxImage frame) {
   const int32_t effect = handle.effect_mode;
   const int32_t camera_direction = handle.camera_direction;
   const bool blur = effect == HUMANBODYSEG_EFFECT_BLUR;
-  WorkingImage working(blur ? kBlurMaskSize : frame.width, blur ? kBlurMaskSize : frame.height);
-  QmxImage& mask = working.image();
+  LibraryImage mask(
+      qmxImageCreate(blur ? kBlurMaskSize : frame.width, blur ? kBlurMaskSize : frame.height, kFormatGray8));
   if (mask.plane[0] == nullptr) return HUMANBODYSEG_ERR_FAILED;
+  std::memset(mask.plane[0], 0, LumaBytes(mask));
   if (effect != HUMANBODYSEG_EFFECT_COLOUR && effect != HUMANBODYSEG_EFFECT_BLUR &&
       effect != HUMANBODYSEG_EFFECT_MASK) {
     return HUMANBODYSEG_ERR_UNSUPPORTED;

@@ -21,13 +21,12 @@
 #include "pipeline/sequence_thread_network.h"
 #include "tests/support/frames.h"
 
+namespace pexo::bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
-
-microseconds least_blur_time{0};  // a blur takes at least this long
 
 // Sleeps most of the time and spins the rest: a sleep alone overshoots.
 void TakeUntil(Clock::time_point end) {
@@ -35,24 +34,6 @@ void TakeUntil(Clock::time_point end) {
   while (Clock::now() < end) {
   }
 }
-
-}  // namespace
-
-// The pipeline's call of the blur comes here (the linker's --wrap), so that the blur can take a set time too.
-extern "C" bool RealCompose(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) __asm__(
-    "__real__ZN4pexo24TryComposeBackgroundBlurERK8QmxImageRS0_S2_f");
-extern "C" bool TimedCompose(
-    const QmxImage& frame, QmxImage& output, const QmxImage& mask,
-    float blur_strength) __asm__("__wrap__ZN4pexo24TryComposeBackgroundBlurERK8QmxImageRS0_S2_f");
-extern "C" bool TimedCompose(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength) {
-  const auto end = Clock::now() + least_blur_time;
-  const bool composed = RealCompose(frame, output, mask, blur_strength);
-  if (least_blur_time.count() > 0) TakeUntil(end);
-  return composed;
-}
-
-namespace pexo::bench {
-namespace {
 
 constexpr char kBigModel[] = PEXO_MODELS_DIR "/MoviePortraitBig.dlc";
 constexpr int kSizes[][2] = {{640, 480}, {1280, 720}, {1920, 1080}};
@@ -181,15 +162,21 @@ struct Rig {
 // Frames per prediction time, frames back to back; 1 is the ideal.
 template <typename Pipeline>
 double Throughput() {
-  constexpr milliseconds kPrediction{8};
+  static constexpr milliseconds kPrediction{8}, kBlur{4};
   constexpr int kFrames = 250;
-  least_blur_time = milliseconds(4);
   Rig<Pipeline> rig(kPrediction);
+  if constexpr (std::is_same_v<Pipeline, SequenceThreadNetwork>) {
+    rig.pipeline.blur = [](const auto& frame, auto& output, const auto& mask, float strength) {
+      const auto end = Clock::now() + kBlur;
+      const bool composed = TryComposeBackgroundBlur(frame, output, mask, strength);
+      TakeUntil(end);
+      return composed;
+    };
+  }
   for (int i = 0; i < 10; ++i) rig.Feed();
   const auto start = Clock::now();
   for (int i = 0; i < kFrames; ++i) rig.Feed();
   const double each = Milliseconds(Clock::now() - start) / kFrames;
-  least_blur_time = microseconds(0);
   return Milliseconds(kPrediction) / each;
 }
 
@@ -217,19 +204,28 @@ double HandBackMilliseconds() {
   return Median(waits);
 }
 
-double IdleShareOfOneCore() {
+struct Use {
+  double seconds;   // of processor time
+  double wake_ups;  // after waits
+};
+
+Use UsedSoFar() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return {static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+              static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6,
+          static_cast<double>(usage.ru_nvcsw)};
+}
+
+// Per second of an idle pipeline.
+Use IdleUse() {
   Rig<SequenceThreadNetwork> rig(milliseconds(1));
   for (int i = 0; i < 5; ++i) rig.Feed();
   std::this_thread::sleep_for(milliseconds(100));
-  const auto used = [] {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-  };
-  const double before = used();
+  const Use before = UsedSoFar();
   std::this_thread::sleep_for(std::chrono::seconds(5));
-  return (used() - before) / 5;
+  const Use after = UsedSoFar();
+  return {(after.seconds - before.seconds) / 5, (after.wake_ups - 1 - before.wake_ups) / 5};  // but for this thread's
 }
 
 void PrintTable() {
@@ -251,7 +247,9 @@ void PrintTable() {
   std::printf("Waiting, medians\n");
   std::printf("  %-56s %6.3f ms   (bar: at most 0.2)\n", "Submitted frame to idle worker", PickUpMilliseconds());
   std::printf("  %-56s %6.3f ms   (bar: at most 0.2)\n", "Finished frame to waiting caller", HandBackMilliseconds());
-  std::printf("  %-56s %6.2f %%    (bar: below 2)\n", "Idle pipeline, share of one core", 100 * IdleShareOfOneCore());
+  const Use idle = IdleUse();
+  std::printf("  %-56s %6.2f %%    (bar: below 2)\n", "Idle pipeline, share of one core", 100 * idle.seconds);
+  std::printf("  %-56s %6.1f /s   (bar: below 1)\n", "Idle pipeline, wake-ups", idle.wake_ups);
 }
 
 }  // namespace

@@ -1,71 +1,50 @@
 #include "pipeline/frames_in_flight.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 namespace pexo {
-namespace {
 
-constexpr std::chrono::microseconds kLongestWait{1000};
-constexpr std::chrono::microseconds kLongestIdleWait{50'000};
-
-}  // namespace
-
-FramesInFlight::Turn FramesInFlight::WaitForTurn(size_t limit) {
+ThreadData* FramesInFlight::WaitForTurn() {
   std::unique_lock lock(frame_mutex_);
-  for (;;) {
-    if (stop_requested_) return {.stopped = true, .result = nullptr};
-    if (frames_.size() < limit) return {};
-    for (const Entry& entry : frames_) {
-      if (entry->frame_id == expected_frame_id_ && entry->state == final_state_) return {false, entry};
-    }
-    result_.wait_for(lock, kLongestWait);
-  }
+  if (frames_.size() < limit_) return nullptr;
+  ThreadData& oldest = *frames_.front();
+  reached_[final_state_].wait(lock, [&] { return oldest.state == final_state_; });
+  return &oldest;
 }
 
-void FramesInFlight::Exchange(const Entry& result, Entry next) {
+FramesInFlight::Entry FramesInFlight::Exchange(Entry next) {
+  Entry result;
   {
     const std::lock_guard lock(frame_mutex_);
-    frames_.reserve(frames_.size() + 1);
-    if (result != nullptr) {
-      frames_.erase(std::find(frames_.begin(), frames_.end(), result));
-      ++expected_frame_id_;
+    if (frames_.size() == limit_) {
+      result = std::move(frames_.front());
+      frames_.erase(frames_.begin());
     }
-    next->frame_id = next_frame_id_++;
-    next->state = kSubmitted;
     frames_.push_back(std::move(next));
   }
-  work_.notify_all();
+  reached_[kSubmitted].notify_one();
+  return result;
 }
 
-FramesInFlight::Entry FramesInFlight::WaitForState(uint32_t state) {
+ThreadData* FramesInFlight::WaitForWork(uint32_t state) {
   std::unique_lock lock(frame_mutex_);
-  for (;;) {
-    if (stop_requested_) return nullptr;
-    for (const Entry& entry : frames_) {
-      if (entry->state == state && !entry->claimed) {
-        entry->claimed = true;
-        return entry;
-      }
-    }
-    work_.wait_for(lock, AnyUnfinished() ? kLongestWait : kLongestIdleWait);
-  }
+  auto found = frames_.end();
+  reached_[state].wait(lock, [&] {
+    found = std::find_if(frames_.begin(), frames_.end(), [&](const Entry& entry) { return entry->state == state; });
+    return stop_requested_ || found != frames_.end();
+  });
+  if (stop_requested_) return nullptr;
+  (*found)->state = kInWork;
+  return found->get();
 }
 
-void FramesInFlight::SetState(ThreadData& entry, uint32_t state) {
+void FramesInFlight::HandOn(ThreadData& entry, uint32_t state) {
   {
     const std::lock_guard lock(frame_mutex_);
     entry.state = state;
-    entry.claimed = false;
   }
-  work_.notify_all();
-  result_.notify_all();
-}
-
-bool FramesInFlight::AnyUnfinished() const {
-  return std::any_of(frames_.begin(), frames_.end(),
-                     [this](const Entry& entry) { return entry->state != final_state_; });
+  reached_[state].notify_one();  // all that wait for one state are alike
 }
 
 void FramesInFlight::Stop() {
@@ -73,8 +52,7 @@ void FramesInFlight::Stop() {
     const std::lock_guard lock(frame_mutex_);
     stop_requested_ = true;
   }
-  work_.notify_all();
-  result_.notify_all();
+  for (std::condition_variable& reached : reached_) reached.notify_all();
 }
 
 void FramesInFlight::Restart() {
@@ -83,17 +61,13 @@ void FramesInFlight::Restart() {
 }
 
 int32_t FramesInFlight::Clear() {
-  std::vector<Entry> dropped;
-  {
-    const std::lock_guard lock(frame_mutex_);
-    dropped.swap(frames_);
-    expected_frame_id_ = next_frame_id_;
+  int32_t status = 0;
+  for (const Entry& entry : frames_) {
+    if (status == 0) status = entry->frame.Free();
+    if (status == 0) status = entry->mask.Free();
   }
-  for (const Entry& entry : dropped) {
-    const int32_t status = entry->FreeImages();
-    if (status != 0) return status;  // the records still free what is left
-  }
-  return 0;
+  frames_.clear();  // and with it the images that are left
+  return status;
 }
 
 }  // namespace pexo

@@ -13,52 +13,46 @@
 
 namespace pexo {
 
-// One caller submits and takes back, workers move frames from state to state. Every operation may be called from any
-// thread. Waiting threads wake as soon as there is something for them, and look for themselves every millisecond;
-// workers less often while no frame awaits work, so that an idle pipeline costs next to nothing.
+// One caller submits frames and takes them back in the order of submission; workers move them from state to state. A
+// thread that waits is woken when a frame reaches the state that it waits for, and by nothing else but Stop.
 class FramesInFlight {
  public:
-  using Entry = std::shared_ptr<ThreadData>;
+  using Entry = std::unique_ptr<ThreadData>;
 
-  // Frames are handed back from `final_state`.
-  explicit FramesInFlight(uint32_t final_state) : final_state_(final_state) {}
+  // Frames are handed back from `final_state`; `limit` of them may be in flight. Throws std::bad_alloc.
+  FramesInFlight(uint32_t final_state, size_t limit) : final_state_(final_state), limit_(limit) {
+    frames_.reserve(limit);
+  }
 
-  struct Turn {
-    bool stopped = false;
-    Entry result;  // null: there is room without taking a frame back
-  };
+  [[nodiscard]] uint32_t final_state() const { return final_state_; }
 
-  // Caller: waits until fewer than `limit` frames are in flight, or else for the next frame in order to reach the
-  // final state. The result stays in the list until Exchange.
-  Turn WaitForTurn(size_t limit);
+  // Caller: null when there is room for another frame; or else waits for the oldest one to reach the final state. It
+  // stays in the list until Exchange. Only while workers run.
+  ThreadData* WaitForTurn();
 
-  // Caller: takes `result` (may be null) out and submits `next`, in one step. Throws std::bad_alloc before it changes
-  // anything.
-  void Exchange(const Entry& result, Entry next);
+  // Caller, after WaitForTurn: takes out the frame that it answered and submits `next`, in one step that cannot fail.
+  Entry Exchange(Entry next);
 
-  // Worker: waits for the first frame in `state` that no other worker is on, and claims it; null once stopped.
-  Entry WaitForState(uint32_t state);
+  // Worker: waits for a frame in `state` and takes it into work; null once stopped.
+  ThreadData* WaitForWork(uint32_t state);
 
-  // Worker: hands a claimed frame on.
-  void SetState(ThreadData& entry, uint32_t state);
+  // Worker: hands a frame on.
+  void HandOn(ThreadData& entry, uint32_t state);
 
-  // Makes every wait, running or to come, end. Restart takes it back.
+  // Ends every wait of a worker, running or to come. Restart takes it back.
   void Stop();
   void Restart();
 
-  // Drops every frame. Returns the first non-zero answer of the image library to freeing an image.
+  // Drops every frame; no worker may be running. Returns the first non-zero answer of the image library to freeing an
+  // image, each frame's picture before its mask.
   int32_t Clear();
 
  private:
-  [[nodiscard]] bool AnyUnfinished() const;
-
   const uint32_t final_state_;
+  const size_t limit_;
   std::mutex frame_mutex_;
-  std::condition_variable work_;    // a frame for a worker, or stopped
-  std::condition_variable result_;  // a frame for the caller, or stopped
-  std::vector<Entry> frames_;       // in submission order
-  uint32_t expected_frame_id_ = 0;  // to hand back next
-  uint32_t next_frame_id_ = 0;      // to submit next
+  std::condition_variable reached_[kInWork];  // one for each state that is waited for
+  std::vector<Entry> frames_;                 // in submission order
   bool stop_requested_ = false;
 };
 

@@ -2,6 +2,7 @@
 #ifndef PEXO_PIPELINE_MULTIPLY_THREAD_NETWORK_H_
 #define PEXO_PIPELINE_MULTIPLY_THREAD_NETWORK_H_
 
+#include <cstddef>
 #include <cstdint>
 
 #include "pipeline/thread_pipeline.h"
@@ -12,23 +13,20 @@ namespace pexo {
 // before is predicted, then takes that frame back, submits the new one, and shapes the mask.
 class MultiplyThreadNetwork : public ThreadPipeline {
  public:
-  MultiplyThreadNetwork() : ThreadPipeline(kPredicted) {}
+  MultiplyThreadNetwork() : ThreadPipeline(kPredicted, max_in_flight) {}
   ~MultiplyThreadNetwork() override { StopThreads(); }
 
   // Replaces the pixels of `frame` by those of the frame before, and `output` and the fraction by its mask, turned by
-  // the rotation of `params`. The first call keeps the frame and fills the output with 255. 0; 2 without a worker
-  // network or when Uninit came in between. Throws std::bad_alloc and std::system_error; the frame is then not
-  // submitted, or the one taken back keeps no mask.
+  // the rotation of `params`. The first call keeps the frame and fills the output with 255. A frame whose prediction or
+  // decoding fails or throws has a mask of 255 and the fraction 1. 0; 2 without a worker network. Throws std::bad_alloc
+  // and std::system_error; the frame is then not submitted.
   int32_t Process(QmxImage& frame, FrameParams& params, QmxImage& output) override;
 
-  // What a prediction thread does for one frame; answers the frame's next state.
+  // A prediction thread's work on one frame; answers the frame's next state.
   static uint32_t PredictFrame(Network& worker, ThreadData& entry);
 
   // The engine holds one frame's mask, so a second frame in flight would overwrite it.
   static constexpr size_t max_in_flight = 1;
-
- private:
-  void PredictThread(Network& worker);
 };
 
 }  // namespace pexo

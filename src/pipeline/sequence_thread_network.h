@@ -2,8 +2,11 @@
 #ifndef PEXO_PIPELINE_SEQUENCE_THREAD_NETWORK_H_
 #define PEXO_PIPELINE_SEQUENCE_THREAD_NETWORK_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
+#include "blur/background_blur.h"
 #include "pipeline/thread_pipeline.h"
 
 namespace pexo {
@@ -12,24 +15,29 @@ namespace pexo {
 // the blur thread composes the frame. Results come back in the order of submission.
 class SequenceThreadNetwork : public ThreadPipeline {
  public:
-  SequenceThreadNetwork() : ThreadPipeline(kFinished) {}
+  SequenceThreadNetwork() : ThreadPipeline(kFinished, max_in_flight) {}
   ~SequenceThreadNetwork() override { StopThreads(); }
 
   // Replaces the pixels of `frame` by those of the frame of two calls before, blurred, and `output` by its mask;
-  // `params` stays as it is. The first two calls leave both. 0; 2 without a worker network or when Uninit came in
-  // between. Throws std::bad_alloc and std::system_error; the frame is then not submitted.
+  // `params` stays as it is. The first two calls leave both. A frame whose prediction or decoding fails or throws comes
+  // back as it was, with a mask of 255; one without a person, or whose blur fails, as it was with its own mask. 0; 2
+  // without a worker network. Throws std::bad_alloc and std::system_error; the frame is then not submitted.
   int32_t Process(QmxImage& frame, FrameParams& params, QmxImage& output) override;
 
   // Also lets the worker networks go.
   int32_t Uninit() override;
 
-  // What each thread does for one frame; answers the frame's next state.
+  // Each thread's work on one frame; answers the frame's next state.
   static uint32_t PredictFrame(Network& worker, ThreadData& entry);
   uint32_t BlurFrame(ThreadData& entry);
 
- private:
-  void PredictThread(Network& worker);
-  void BlurThread();
+  // What composes a frame, on the blur thread; false or an exception leaves the frame sharp. Not to be changed while
+  // threads run.
+  std::function<bool(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength)> blur =
+      TryComposeBackgroundBlur;
+
+  // One for each thread.
+  static constexpr size_t max_in_flight = 2;
 };
 
 }  // namespace pexo

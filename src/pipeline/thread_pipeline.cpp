@@ -1,13 +1,11 @@
 #include "pipeline/thread_pipeline.h"
 
 #include <cstring>
-#include <exception>
 #include <new>
 #include <string>
 #include <utility>
 
 #include "common/clock.h"
-#include "common/log.h"
 #include "snpe/snpe_network.h"
 
 namespace pexo {
@@ -43,11 +41,10 @@ int32_t ThreadPipeline::Uninit() {
   return frames.Clear() == 0 ? kNetworkOk : kNetworkFailed;
 }
 
-void ThreadPipeline::StartThreads(std::vector<std::function<void()>> functions) {
-  if (!threads.empty()) return;
+void ThreadPipeline::StartThreads(std::vector<Stage> stages) {
   frames.Restart();
   try {
-    for (auto& function : functions) threads.emplace_back(std::move(function));
+    for (Stage& stage : stages) threads.emplace_back([this, stage = std::move(stage)] { RunStage(stage); });
   } catch (...) {
     StopThreads();
     throw;
@@ -60,20 +57,11 @@ void ThreadPipeline::StopThreads() {
   threads.clear();
 }
 
-void ThreadPipeline::RunWorker(uint32_t from_state, uint32_t state_after_exception,
-                               const std::function<uint32_t(ThreadData&)>& step) {
-  while (const Entry entry = frames.WaitForState(from_state)) {
-    uint32_t next_state = state_after_exception;
-    try {
-      next_state = step(*entry);
-    } catch (const std::exception& error) {
-      entry->failed = true;
-      PEXO_LOG("Exception in thread = %s", error.what());
-    } catch (...) {
-      entry->failed = true;
-      PEXO_LOG("Exception in thread!");
-    }
-    frames.SetState(*entry, next_state);
+void ThreadPipeline::RunStage(const Stage& stage) {
+  while (ThreadData* const entry = frames.WaitForWork(stage.takes)) {
+    uint32_t next_state = frames.final_state();
+    LogExceptions([&] { next_state = stage.step(*entry); });
+    frames.HandOn(*entry, next_state);
   }
 }
 
@@ -81,12 +69,11 @@ ThreadPipeline::Entry ThreadPipeline::MakeEntry(const QmxImage& frame, const Fra
                                                 const QmxImage& output) {
   Entry entry = std::exchange(spare_, nullptr);
   if (entry == nullptr || !SameSize(entry->frame, frame) || !SameSize(entry->mask, output)) {
-    entry = std::make_shared<ThreadData>();
-    entry->frame = qmxImageCreate(frame.width, frame.height, kFormatNv21);
-    entry->mask = qmxImageCreate(output.width, output.height, kFormatGray8);
+    entry = std::make_unique<ThreadData>(frame, output);
     if (entry->frame.plane[0] == nullptr || entry->mask.plane[0] == nullptr) throw std::bad_alloc();
   }
-  entry->Reset();
+  entry->state = kSubmitted;
+  entry->has_mask = entry->composed = false;
   entry->params = params;
   const timeval start = WallClock();
   entry->model_image = networks.front()->MakeModelImage(frame, params);
@@ -95,11 +82,12 @@ ThreadPipeline::Entry ThreadPipeline::MakeEntry(const QmxImage& frame, const Fra
   return entry;
 }
 
-void ThreadPipeline::PredictEntry(Network& worker, ThreadData& entry) {
+bool ThreadPipeline::RunModel(Network& worker, ThreadData& entry) {
   entry.worker = &worker;
   worker.TakeModelImage(entry.model_image, entry.params);
   const int32_t status = worker.Predict();
   if (status >= 1) PEXO_LOG("Fail to predict in thread and ret value = %d", static_cast<int>(status));
+  return status < 1;
 }
 
 void FillWithPerson(QmxImage& mask) {

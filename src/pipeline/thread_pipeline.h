@@ -2,7 +2,9 @@
 #ifndef PEXO_PIPELINE_THREAD_PIPELINE_H_
 #define PEXO_PIPELINE_THREAD_PIPELINE_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -10,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/log.h"
 #include "network/network.h"
 #include "pipeline/frames_in_flight.h"
 
@@ -25,8 +28,7 @@ class ThreadPipeline : public Network {
   int32_t Init() override;
 
   // Stops the threads once the steps they are in have ended, and drops the frames left. 2 when the image library
-  // refuses to free an image. A caller that waits inside Process is sent back with 2; otherwise not to be called beside
-  // Process.
+  // refuses to free an image. Not to be called beside Process.
   int32_t Uninit() override;
 
   int32_t Predict() override { return kNetworkOk; }
@@ -36,16 +38,19 @@ class ThreadPipeline : public Network {
  protected:
   using Entry = FramesInFlight::Entry;
 
-  explicit ThreadPipeline(uint32_t final_state) : frames(final_state) {}
+  // One worker thread's part in the road of a frame. A step that throws is logged; its frame goes to the final state as
+  // the exception left it.
+  struct Stage {
+    uint32_t takes;                             // frames in this state
+    std::function<uint32_t(ThreadData&)> step;  // the work on one; answers its next state
+  };
 
-  // Starts one thread for each function, unless they are running. A thread that cannot be started ends the others
-  // again. Throws std::system_error.
-  void StartThreads(std::vector<std::function<void()>> functions);
+  // Frames are handed back from `final_state`, at most `limit` are in flight. Throws std::bad_alloc.
+  ThreadPipeline(uint32_t final_state, size_t limit) : frames(final_state, limit) {}
+
+  // Starts one thread for each stage. One that cannot be started ends the others again. Throws std::system_error.
+  void StartThreads(std::vector<Stage> stages);
   void StopThreads();
-
-  // A worker's loop: waits for frames in `from_state`, gives each to `step`, and hands it on in the state that `step`
-  // answers. An exception is logged, marks the frame as failed and hands it on in `state_after_exception`.
-  void RunWorker(uint32_t from_state, uint32_t state_after_exception, const std::function<uint32_t(ThreadData&)>& step);
 
   // A record for the caller's frame: its copy, the model image of the first worker, the time that made it. Takes the
   // spare record where its sizes fit. Throws std::bad_alloc.
@@ -54,15 +59,27 @@ class ThreadPipeline : public Network {
   // Keeps a record that was handed back, and with it some megabytes that need not be allocated anew for each frame.
   void Recycle(Entry entry) { spare_ = std::move(entry); }
 
-  // Hands a frame's model image to a network and runs it; failures are logged.
-  static void PredictEntry(Network& worker, ThreadData& entry);
+  // Runs a network on a frame's model image; false and a line in the log when it fails.
+  [[nodiscard]] static bool RunModel(Network& worker, ThreadData& entry);
 
   FramesInFlight frames;
   std::vector<std::thread> threads;
 
  private:
+  void RunStage(const Stage& stage);
+
   Entry spare_;
 };
+
+// Runs `step`; an exception is logged and goes no further.
+template <typename Step>
+void LogExceptions(const Step& step) try {
+  step();
+} catch (const std::exception& error) {
+  PEXO_LOG("Exception in thread = %s", error.what());
+} catch (...) {
+  PEXO_LOG("Exception in thread!");
+}
 
 // The mask of a frame that has none: the whole picture counts as person.
 void FillWithPerson(QmxImage& mask);

@@ -112,7 +112,7 @@ TEST_F(Effects, ColourGoesWhenNobodyHasBeenThereForLongAndReturnsAtOnce) {
 
 // Frames back to back, predictions of any length, sizes and keys 258 and 260 that change on the way.
 TEST_F(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
-  constexpr int32_t kSizes[][2] = {{64, 48}, {96, 64}, {32, 32}, {72, 50}};
+  constexpr int32_t kSizes[][2] = {{64, 48}, {64, 32}, {96, 48}, {72, 50}};
   constexpr uint32_t kRotations[] = {0, 90, 180, 270, 45};
   struct Submission {
     Frame frame;

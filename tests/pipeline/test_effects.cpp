@@ -7,33 +7,16 @@
 
 #include "blur/background_blur.h"
 #include "common/log.h"
-#include "pexo/humanbodyseg.h"
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/frames.h"
+#include "tests/support/handle.h"
 
 namespace pexo::test {
 namespace {
 
 constexpr uint32_t kFrames = PEXO_TEST_FRAMES;
 constexpr uint32_t kLongestPrediction = 20'000;  // microseconds
-constexpr char kModel[] = "/dev/null";           // the fake opens anything
-
-struct Uninitialise {
-  void operator()(HumanBodySegHandle* handle) const {
-    pexoHumanBodySegUninit(handle);
-    pexoHumanBodySegDestroy(handle);
-  }
-};
-using Handle = std::unique_ptr<HumanBodySegHandle, Uninitialise>;
-
-Handle Ready(int32_t effect) {
-  Handle handle(pexoHumanBodySegCreate());
-  pexoHumanBodySegSetParam(handle.get(), PARAM_EFFECT_MODE, &effect);
-  pexoHumanBodySegSetParam(handle.get(), PARAM_MODEL_PATH, kModel);
-  EXPECT_EQ(pexoHumanBodySegInit(handle.get()), HUMANBODYSEG_OK);
-  return handle;
-}
 
 // The chroma without the background's colour, straight from the formula; all of it grey without a mask.
 std::vector<uint8_t> ColourRetained(const Frame& frame, const Image* mask) {
@@ -63,7 +46,7 @@ class Reference {
   }
 
  private:
-  SnpeNetwork network_{kModel};
+  SnpeNetwork network_{kAnyModel};
 };
 
 class Effects : public ::testing::Test {
@@ -84,7 +67,8 @@ TEST_F(Effects, ColourGoesWhenNobodyHasBeenThereForLongAndReturnsAtOnce) {
   constexpr Run kRuns[] = {{1, kObvious, true}, {6, kFew, true},  // the frame of the change and five more
                            {3, kFew, false},    {1, kObvious, true}, {1, kFew, false},
                            {6, kSome, false},   {2, kSome, true},    {1, kObvious, true}};
-  const Handle handle = Ready(HUMANBODYSEG_EFFECT_COLOUR);
+  Handle handle(HUMANBODYSEG_EFFECT_COLOUR);
+  ASSERT_EQ(handle.Init(), HUMANBODYSEG_OK);
   Reference reference;
   std::unique_ptr<Frame> before;
   bool before_has_colour = false;
@@ -97,7 +81,7 @@ TEST_F(Effects, ColourGoesWhenNobodyHasBeenThereForLongAndReturnsAtOnce) {
         now->pixels()[static_cast<size_t>(i)] = block < run.blocks ? 230 : 20;
       }
       Frame buffer(*now);
-      ASSERT_EQ(pexoHumanBodySegProcess(handle.get(), &buffer.image(), nullptr), HUMANBODYSEG_OK);
+      ASSERT_EQ(handle.Process(buffer.image()), HUMANBODYSEG_OK);
       if (before != nullptr) {
         const Image mask = reference.MaskOf(*before, {}, {}, kSize, kSize);
         EXPECT_EQ(buffer.pixels(), ColourRetained(*before, before_has_colour ? &mask : nullptr)) << run.blocks << time;
@@ -124,7 +108,8 @@ TEST_F(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
     fake::Engine engine;
     engine.inputs[0].shape = {1, 16, 16, 3};  // another size than the output's 8x8
     fake::SetEngine(engine);
-    const Handle handle = Ready(effect);
+    Handle handle(effect);
+    ASSERT_EQ(handle.Init(), HUMANBODYSEG_OK);
     std::mt19937 random(42);
     std::vector<Submission> submitted;
     size_t size = 0;
@@ -133,17 +118,17 @@ TEST_F(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
       FrameParams params;
       params.rotation = kRotations[random() % std::size(kRotations)];
       params.layout_mode = random() % 2;
-      pexoHumanBodySegSetParam(handle.get(), PARAM_ROTATION, &params.rotation);
-      pexoHumanBodySegSetParam(handle.get(), PARAM_LAYOUT_MODE, &params.layout_mode);
+      handle.Set(PARAM_ROTATION, static_cast<int32_t>(params.rotation));
+      handle.Set(PARAM_LAYOUT_MODE, static_cast<int32_t>(params.layout_mode));
       engine.prediction_time = std::chrono::microseconds(random() % kLongestPrediction);
       fake::SetEngine(engine);
       submitted.push_back({Frame::Noise(kSizes[size][0], kSizes[size][1], random()), params, {}});
       Frame buffer(submitted.back().frame);
-      ASSERT_EQ(pexoHumanBodySegProcess(handle.get(), &buffer.image(), nullptr), HUMANBODYSEG_OK);
+      ASSERT_EQ(handle.Process(buffer.image()), HUMANBODYSEG_OK);
       submitted.back().answer = buffer.pixels();
     }
     EXPECT_EQ(fake::OverlappingExecutions(), 0);
-    EXPECT_GT(pexoHumanBodyGetExecuteTime(handle.get()), 0.0f);
+    EXPECT_GT(pexoHumanBodyGetExecuteTime(handle.record), 0.0f);
 
     engine.prediction_time = {};
     fake::SetEngine(engine);

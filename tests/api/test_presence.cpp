@@ -13,22 +13,12 @@ TEST(Presence, ThresholdsOfADirection) {
     int32_t direction;
     float fraction;
     bool present, obvious;
-  } cases[] = {
-      {0, 0.0f, false, false},
-      {0, 0.125f, true, false},
-      {0, 0.2401f, true, true},
-      {1, 0.0499f, false, false},
-      {1, 0.0999f, true, false},
-      {7, 0.04f, false, false},
-      {7, 0.11f, true, true},
-      {-1, 0.0f, true, false},
-      {-1, 1.0f, true, false},
-      // Compared in double: 0.12f and 0.24f lie below the constants, 0.05f and 0.1f above.
-      {0, 0.12f, false, false},
-      {0, 0.24f, true, false},
-      {1, 0.05f, true, false},
-      {1, 0.1f, true, true},
-  };
+  } cases[] = {// compared in double: 0.12f and 0.24f lie below the constants, 0.05f and 0.1f above
+               {0, 0.0f, false, false},    {0, 0.125f, true, false},  {0, 0.2401f, true, true},
+               {1, 0.0499f, false, false}, {1, 0.0999f, true, false}, {7, 0.04f, false, false},
+               {7, 0.11f, true, true},     {-1, 0.0f, true, false},   {-1, 1.0f, true, false},
+               {0, 0.12f, false, false},   {0, 0.24f, true, false},   {1, 0.05f, true, false},
+               {1, 0.1f, true, true}};
   for (const auto& each : cases) {
     EXPECT_EQ(IsPersonPresent(each.direction, each.fraction), each.present) << each.direction << " " << each.fraction;
     EXPECT_EQ(IsPersonObvious(each.direction, each.fraction), each.obvious) << each.direction << " " << each.fraction;

@@ -183,24 +183,19 @@ SNPEBuilder::SNPEBuilder(DlContainer::IDlContainer* container) : settings_(new S
 SNPEBuilder::~SNPEBuilder() = default;
 
 SNPEBuilder& SNPEBuilder::setOutputLayers(const DlSystem::StringList& layers) {
-  Record("setOutputLayers " + std::to_string(layers.size()));
-  return *this;
+  return Record("setOutputLayers " + std::to_string(layers.size())), *this;
 }
 SNPEBuilder& SNPEBuilder::setRuntimeProcessor(DlSystem::Runtime_t runtime) {
-  Record("setRuntimeProcessor " + std::to_string(static_cast<int>(runtime)));
-  return *this;
+  return Record("setRuntimeProcessor " + std::to_string(static_cast<int>(runtime))), *this;
 }
 SNPEBuilder& SNPEBuilder::setPlatformConfig(const DlSystem::PlatformConfig& config) {
-  Record(std::string("setPlatformConfig [") + config.getPlatformOptions() + "]");
-  return *this;
+  return Record(std::string("setPlatformConfig [") + config.getPlatformOptions() + "]"), *this;
 }
 SNPEBuilder& SNPEBuilder::setUseUserSuppliedBuffers(bool use) {
-  Record(use ? "setUseUserSuppliedBuffers" : "engine's own buffers");
-  return *this;
+  return Record(use ? "setUseUserSuppliedBuffers" : "engine's own buffers"), *this;
 }
 SNPEBuilder& SNPEBuilder::setInitCacheMode(bool cache) {
-  Record(cache ? "setInitCacheMode" : "no cache");
-  return *this;
+  return Record(cache ? "setInitCacheMode" : "no cache"), *this;
 }
 
 std::unique_ptr<SNPE> SNPEBuilder::build() {

@@ -24,26 +24,29 @@ TEST(Product, OpensModelsAndRefusesAnythingElse) {
     std::ofstream(path, std::ios::binary) << content;
     return path;
   };
-  const std::tuple<std::string, int32_t, std::string> cases[] = {
-      {big, 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 2"},
-      {folder + "/MoviePortraitSmall.dlc", 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 1"},
-      {file(""), 2, ""},
-      {file(whole.substr(0, 1000)), 2, ""},
-      {file(altered), 2, ""}};
-  for (const auto& [path, status, size] : cases) {
-    test::Handle handle(HUMANBODYSEG_EFFECT_MASK, path);
+  const struct {
+    std::string path;
+    int32_t status;
+    std::string size;
+  } cases[] = {{big, 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 2"},
+               {folder + "/MoviePortraitSmall.dlc", 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 1"},
+               {file(""), 2, ""},
+               {file(whole.substr(0, 1000)), 2, ""},
+               {file(altered), 2, ""}};
+  for (const auto& each : cases) {
+    test::Handle handle(HUMANBODYSEG_EFFECT_MASK, each.path);
     Lines lines{"Enter pexoHumanBodySegInit!", "Camera direction = 0, effect mode = 3",
-                path + " Runtime is not supported, use CPU mode!", size};
-    if (status != 0) {  // and why: what the engine says when it is asked to open that file
-      EXPECT_EQ(zdl::DlContainer::IDlContainer::open(path), nullptr);
+                each.path + " Runtime is not supported, use CPU mode!", each.size};
+    if (each.status != 0) {  // and why: what the engine says when it is asked to open that file
+      EXPECT_EQ(zdl::DlContainer::IDlContainer::open(each.path), nullptr);
       lines.back() = "zdl::SNPE::SNPEBuilder build failed.";
       lines.insert(lines.end(), {zdl::DlSystem::getLastErrorString(), "Fail to open snpe model!"});
       EXPECT_NE(lines[4], "");
     }
     lines.push_back("Exit pexoHumanBodySegInit!");
-    EXPECT_EQ(LogLines([&] { EXPECT_EQ(handle.Init(), status); }), lines);
+    EXPECT_EQ(LogLines([&] { EXPECT_EQ(handle.Init(), each.status); }), lines);
     test::Frame frame(64, 48);
-    EXPECT_EQ(handle.Process(frame.image()), status);
+    EXPECT_EQ(handle.Process(frame.image()), each.status);
   }
 }
 

@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 extern "C" QmxImage qmxImageCreate(int32_t width, int32_t height, int32_t format) {
-  const int32_t stride = width + 8;  // a gap between the rows
+  const int32_t stride = width + PEXO_ROW_GAP;
   const auto luma = static_cast<size_t>(stride) * static_cast<size_t>(height);
   auto* memory = static_cast<uint8_t*>(std::malloc(luma + luma / 2));
   if (memory == nullptr) return {};

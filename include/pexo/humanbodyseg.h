@@ -152,7 +152,7 @@ HUMANBODYSEG_API int32_t pexoHumanBodySegInit(HumanBodySegHandle* handle);
  *   HUMANBODYSEG_COLOUR_WIDTH_MULTIPLE; the frame of the call before is then in place, without the effect.
  * HUMANBODYSEG_ERR_UNSUPPORTED: effect mode not 1, 2 or 3. The frame is untouched.
  * HUMANBODYSEG_ERR_FAILED: out of memory, a size that no image can have, or an exception inside. The frame is untouched
- *   and will not come back later; with effect 1 the frame of the call before may be in place, without the effect. */
+ *   and will not come back later. */
 HUMANBODYSEG_API int32_t pexoHumanBodySegProcess(HumanBodySegHandle* handle, struct QmxImage* image,
                                                  const struct QmxImage* mask);
 

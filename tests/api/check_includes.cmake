@@ -3,7 +3,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(folders api pipeline snpe network blur kernels common)  # from the top down
-set(standard "[a-z_0-9]+|std(int|def)\\.h|sys/time\\.h|[ei]mmintrin\\.h|arm_neon\\.h")
+set(standard "[a-z_0-9]+|sys/time\\.h|[ei]mmintrin\\.h|arm_neon\\.h")
 set(of_api "pexo/humanbodyseg\\.h")
 set(of_snpe "(SNPE|DlContainer|DlSystem)/[A-Za-z]+\\.hpp")
 set(of_common "pexolog/log\\.h")

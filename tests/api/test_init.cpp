@@ -85,10 +85,15 @@ TEST(Init, BuildsByEffectAndDirection) {
                 (Lines{"Enter pexoHumanBodySegUninit!", "Exit pexoHumanBodySegUninit!"}));
     }
     EXPECT_EQ(handle->network, nullptr);
-    handle.Init();  // and again; a pipeline without its model takes frames all the same
-    for (uint32_t i = 0; i < 4; ++i) {
-      Frame frame(16, 16);
+    handle.Init();  // and again; a pipeline without its model takes frames and hands them on as they were
+    std::vector<Frame> frames;
+    for (int32_t i = 0; i < 4; ++i) {
+      frames.push_back(Frame::Noise(16, 16, static_cast<uint32_t>(i)));
+      for (uint8_t& pixel : frames.back().pixels()) pixel |= 1;  // the colour effect never leaves chroma 0
+      Frame frame(frames.back());
       EXPECT_EQ(handle.Process(frame.image()), each.network == 0 || each.status == 3 ? 2 : 0);
+      const auto back = static_cast<size_t>(i < each.network ? i : i - each.network);
+      EXPECT_TRUE(each.status != 2 || frame.pixels() == frames[back].pixels()) << i;
     }
   }
 }

@@ -9,6 +9,7 @@
 #include "blur/resize.h"
 #include "blur/row_stages.h"
 #include "blur/scratch.h"
+#include "common/library_image.h"
 #include "kernels/kernel_table.h"
 
 namespace pexo {
@@ -18,11 +19,6 @@ namespace {
 class SmallFrame {
  public:
   SmallFrame(int width, int height, int32_t format) : image_(qmxImageCreate(width, height, format)) {}
-  ~SmallFrame() {
-    if (image_.plane[0] != nullptr) qmxImageFree(&image_);
-  }
-  SmallFrame(const SmallFrame&) = delete;
-  SmallFrame& operator=(const SmallFrame&) = delete;
 
   [[nodiscard]] bool valid() const { return image_.plane[0] != nullptr && image_.plane[1] != nullptr; }
   [[nodiscard]] const QmxImage& image() const { return image_; }
@@ -39,7 +35,7 @@ class SmallFrame {
   }
 
  private:
-  QmxImage image_;
+  LibraryImage image_;
 };
 
 ImageBuffer WrapPlane(uint8_t* data, int rows, int cols, int step) {

@@ -55,8 +55,8 @@ void Shrink(const uint8_t* source, int width, int height, uint8_t* destination, 
   cv::resize(Wrap(source, width, height), result, result.size(), 0, 0, cv::INTER_AREA);
 }
 
-void Double(const uint8_t* source, int width, int height, uint8_t* destination) {
-  cv::Mat result = Wrap(destination, 2 * width, 2 * height);
+void Resize(const uint8_t* source, int width, int height, uint8_t* destination, int to_width, int to_height) {
+  cv::Mat result = Wrap(destination, to_width, to_height);
   cv::resize(Wrap(source, width, height), result, result.size(), 0, 0, cv::INTER_LINEAR);
 }
 

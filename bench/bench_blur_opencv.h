@@ -11,9 +11,9 @@ namespace pexo::bench::opencv {
 
 void UseOneThread();
 void Box(const uint8_t* source, int width, int height, uint8_t* destination, int radius);
-// Area resampling by whole factors, and bilinear doubling.
+// Area resampling by whole factors, and bilinear to any size.
 void Shrink(const uint8_t* source, int width, int height, uint8_t* destination, int factor);
-void Double(const uint8_t* source, int width, int height, uint8_t* destination);
+void Resize(const uint8_t* source, int width, int height, uint8_t* destination, int to_width, int to_height);
 void Blend(const uint8_t* blurred, const uint8_t* sharp, const uint8_t* mask, int width, int height,
            uint8_t* destination);
 void SplitPairs(const uint8_t* source, int pairs, int rows, uint8_t* odd, uint8_t* even);

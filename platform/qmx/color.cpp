@@ -2,13 +2,10 @@
 // libyuv names 24-bit formats by the little-endian word: its "RAW" is R, G, B in memory and its "RGB24" B, G, R.
 #include <qmx/qmx_image.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <new>
 
 #include <libyuv/convert_argb.h>
-#include <libyuv/convert_from_argb.h>
-#include <libyuv/planar_functions.h>
 
 #include "image_layout.h"
 
@@ -24,6 +21,29 @@ bool CanConvert(const QmxImage* source, int32_t source_format, const QmxImage* d
 
 int32_t StatusOf(int libyuv_result) {
   return libyuv_result == 0 ? kOk : kBadArgument;
+}
+
+// Each sample from its exact value in 1/65536 of a level. (libyuv's way here takes memory and does not check it.)
+// `red` is the place of red among a pixel's samples, 0 or 2.
+void ConvertToNv21(const QmxImage& source, const QmxImage& destination, int red) {
+  const auto row = [](const QmxImage& image, int plane, int y) {
+    return image.plane[plane] + static_cast<std::ptrdiff_t>(y) * image.stride[plane];
+  };
+  for (int y = 0; y < source.height; y += 2) {
+    uint8_t* chroma = row(destination, 1, y / 2);
+    for (int x = 0; x < source.width; x += 2) {
+      int r = 0, g = 0, b = 0;  // of the block's four pixels
+      for (int i = 0; i < 4; ++i) {
+        const uint8_t* pixel = row(source, 0, y + i / 2) + 3 * static_cast<std::ptrdiff_t>(x + i % 2);
+        r += pixel[red], g += pixel[1], b += pixel[2 - red];
+        row(destination, 0, y + i / 2)[x + i % 2] =
+            static_cast<uint8_t>((19595 * pixel[red] + 38470 * pixel[1] + 7471 * pixel[2 - red] + 0x8000) >> 16);
+      }
+      const auto rounded = [](int sum) { return static_cast<uint8_t>(std::min((sum >> 18) + 128, 255)); };
+      chroma[x] = rounded(32768 * r - 27439 * g - 5329 * b + 0x20000);
+      chroma[x + 1] = rounded(-11058 * r - 21710 * g + 32768 * b + 0x20000);
+    }
+  }
 }
 
 }  // namespace
@@ -52,29 +72,14 @@ extern "C" [[gnu::visibility("default")]] int32_t qmxColorRGB888toNV21u8(const Q
                                                                          QmxImage* destination) {
   using namespace pexo::qmx;
   if (!CanConvert(source, QMX_FORMAT_RGB888, destination, QMX_FORMAT_NV21)) return kBadArgument;
-  return StatusOf(libyuv::RAWToJNV21(source->plane[0], source->stride[0], destination->plane[0], destination->stride[0],
-                                     destination->plane[1], destination->stride[1], source->width, source->height));
+  ConvertToNv21(*source, *destination, 0);
+  return kOk;
 }
 
 extern "C" [[gnu::visibility("default")]] int32_t qmxColorBGR888toNV21u8(const QmxImage* source,
-                                                                         QmxImage* destination) try {
+                                                                         QmxImage* destination) {
   using namespace pexo::qmx;
   if (!CanConvert(source, QMX_FORMAT_BGR888, destination, QMX_FORMAT_NV21)) return kBadArgument;
-  // libyuv goes to NV21 from R, G, B only; two rows at a time share a chroma row.
-  const int row_bytes = 3 * source->width;
-  const auto rgb = std::make_unique_for_overwrite<uint8_t[]>(2 * static_cast<std::size_t>(row_bytes));
-  for (int y = 0; y < source->height; y += 2) {
-    const auto row = [](const QmxImage& image, int plane, int index) {
-      return image.plane[plane] + static_cast<std::ptrdiff_t>(index) * image.stride[plane];
-    };
-    int result = libyuv::RAWToRGB24(row(*source, 0, y), source->stride[0], rgb.get(), row_bytes, source->width, 2);
-    if (result == 0) {
-      result = libyuv::RAWToJNV21(rgb.get(), row_bytes, row(*destination, 0, y), destination->stride[0],
-                                  row(*destination, 1, y / 2), destination->stride[1], source->width, 2);
-    }
-    if (result != 0) return kBadArgument;
-  }
+  ConvertToNv21(*source, *destination, 2);
   return kOk;
-} catch (const std::bad_alloc&) {
-  return pexo::qmx::kNoMemory;
 }

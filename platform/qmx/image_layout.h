@@ -9,7 +9,7 @@
 
 namespace pexo::qmx {
 
-enum Status : int32_t { kOk = 0, kBadArgument = 1, kNoMemory = 2 };
+enum Status : int32_t { kOk = 0, kBadArgument = 1 };
 
 // The planes of a format. Every plane holds `channels` interleaved 8-bit samples a pixel of its own grid.
 struct FormatLayout {

@@ -1,0 +1,62 @@
+// Backgrounds against what they promise, with masks that are known.
+#include <gtest/gtest.h>
+
+#include "tests/compositor/scene.h"
+
+namespace pexo::test {
+namespace {
+
+constexpr int kWidth = 1280, kHeight = 720;
+
+TestFrame Composed(const TestFrame& frame, const Matte& matte, const Background& background,
+                   Edges edges = Edges::kModel) {
+  Composer composer(edges, 0, 0);
+  composer.backdrop().Set(background);
+  TestFrame out = Copy(frame);
+  composer.Compose(frame.input(), Segmented(frame, matte), out.view());
+  return out;
+}
+
+TEST(Blur, StripesFadeAndRampsStaySmooth) {
+  const Matte nobody(kWidth, kHeight);
+  TestFrame frame(kWidth, kHeight);
+  frame.Paint([](int x, int) { return Yuv{x / 10 % 2 * 255.0, 128, 128}; });
+  const TestFrame stripes = Composed(frame, nobody, Blur{});
+  const auto [low, high] = std::minmax_element(&stripes.At(0, 100, 360), &stripes.At(0, kWidth - 100, 360));
+  EXPECT_LE(*high - *low, 8);
+
+  frame.Paint([](int x, int y) { return Yuv{x * 255.0 / kWidth, y * 255.0 / kHeight, 255 - x * 255.0 / kWidth}; });
+  const TestFrame ramp = Composed(frame, nobody, Blur{});
+  int step = 0, off = 0;
+  for (int y = 1; y < kHeight; ++y) {
+    for (int x = 1; x < kWidth; ++x) {
+      for (const auto& [c, cx, cy] : {std::tuple(0, x, y), std::tuple(1, x / 2, y / 2), std::tuple(2, x / 2, y / 2)}) {
+        step = std::max(step, std::abs(ramp.At(c, cx, cy) - ramp.At(c, std::max(cx - 1, 0), cy)));
+        step = std::max(step, std::abs(ramp.At(c, cx, cy) - ramp.At(c, cx, std::max(cy - 1, 0))));
+        if (x > 60 && x < kWidth - 60 && y > 60 && y < kHeight - 60)
+          off = std::max(off, std::abs(ramp.At(c, cx, cy) - frame.At(c, cx, cy)));
+      }
+    }
+  }
+  EXPECT_LE(step, 1);
+  EXPECT_LE(off, 1);
+}
+
+TEST(Blur, NothingOfThePersonGlowsAround) {
+  const Matte truth = Ellipse(kWidth, kHeight, 640, 360, 200, 260);
+  TestFrame frame(kWidth, kHeight);
+  frame.Paint([&](int x, int y) { return Yuv{255.0 * static_cast<double>(truth.At(x, y)), 128, 128}; });
+  for (const double strength : {5.0, 20.0, 100.0}) {
+    const TestFrame out = Composed(frame, truth, Blur{strength}, Edges::kPicture);
+    int halo = 0;
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        if (EllipseDistance(x, y, 640, 360, 200, 260) > 4) halo = std::max<int>(halo, out.At(0, x, y));
+      }
+    }
+    EXPECT_LE(halo, 3) << strength;
+  }
+}
+
+}  // namespace
+}  // namespace pexo::test

@@ -1,0 +1,103 @@
+// The compositor with an engine that does what it is told.
+#include <gtest/gtest.h>
+
+#include "tests/compositor/scene.h"
+#include "tests/support/fake_snpe.h"
+#include "tests/support/handle.h"
+
+namespace pexo::test {
+namespace {
+
+// The engine takes green for the person.
+fake::Engine SquareEngine() {
+  fake::Engine engine;
+  engine.inputs = {{"input", {1, 64, 64, 3}}};
+  engine.outputs = {{"output", {1, 64, 64, 2}}};
+  return engine;
+}
+
+Options With(Background background, bool has_worker = true, int rotation = 0) {
+  return {.model = {kAnyModel, 64, 64}, .background = background, .rotation = rotation, .has_worker = has_worker};
+}
+
+// A white bar, which is a person to the engine, at `left` of a black frame.
+TestFrame Bar(int left, int width = 320, int height = 192) {
+  TestFrame frame(width, height, Layout::kNv12);
+  frame.Paint([&](int x, int) { return Yuv{x >= left && x < left + 80 ? 250.0 : 5.0, 128, 128}; });
+  return frame;
+}
+
+TEST(Compositor, EveryMaskBelongsToItsFrame) {
+  fake::SetEngine(SquareEngine());
+  for (const bool has_worker : {false, true}) {
+    Compositor ahead(With(Colour{0, 0, 255}, has_worker)), single(With(Colour{0, 0, 255}, !has_worker));
+    std::vector<TestFrame> frames;
+    for (int i = 0; i < 12; ++i) frames.push_back(i == 7 ? Bar(40, 200, 240) : Bar(20 * i));
+    ahead.Begin(frames[0].input());
+    for (size_t i = 0; i < frames.size(); ++i) {
+      if (i + 1 < frames.size()) ahead.Begin(frames[i + 1].input());
+      const TestFrame expected = Copy(frames[i]), out = Copy(frames[i]);
+      single.Process(expected.input(), expected.view());
+      const Rendered rendered = ahead.Finish(out.view());
+      EXPECT_TRUE(SamePicture(out, expected)) << i;
+      const int middle = rendered.mask.width == 200 ? 80 : static_cast<int>(20 * i) + 40;
+      EXPECT_EQ(rendered.mask.pixels[middle], 255) << i;
+      EXPECT_NEAR(rendered.person_fraction, 80.0 / rendered.mask.width, 0.1);
+    }
+  }
+}
+
+TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAlone) {
+  fake::SetEngine(SquareEngine());
+  const TestFrame frame = Bar(40);
+  TestFrame expected = Copy(frame);
+  Compositor(With(Grey{})).Process(expected.input(), expected.view());
+  for (const int rotation : {90, 180, 270}) {
+    const TestFrame out = Copy(frame);
+    Compositor(With(Grey{}, true, rotation)).Process(frame.input(), out.view());
+    EXPECT_TRUE(SamePicture(out, expected)) << rotation;
+  }
+  EXPECT_THROW(Compositor(With(Grey{}, true, 45)), std::invalid_argument);
+}
+
+TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
+  const TestFrame frame = Bar(100);
+  for (const bool has_worker : {false, true}) {
+    fake::SetEngine(SquareEngine());
+    Compositor compositor(With(Blur{}, has_worker));
+    fake::Engine broken = SquareEngine();
+    broken.succeeds = false;
+    fake::SetEngine(broken);
+    TestFrame out = Copy(frame);
+    const std::vector<uint8_t> before = out.pixels();
+    EXPECT_THROW(compositor.Process(frame.input(), out.view()), Error);
+    EXPECT_EQ(out.pixels(), before);
+    // The next frame is as good as new.
+    fake::SetEngine(SquareEngine());
+    EXPECT_NO_THROW(compositor.Process(frame.input(), out.view()));
+    EXPECT_NE(out.pixels(), before);
+  }
+  fake::Engine broken = SquareEngine();
+  broken.builds = false;
+  fake::SetEngine(broken);
+  EXPECT_THROW(Compositor(With(Blur{})), Error);
+}
+
+TEST(Compositor, SaysWhenItIsNotUsedRight) {
+  fake::SetEngine(SquareEngine());
+  const TestFrame frame = Bar(100), small = Bar(0, 100, 100);
+  Compositor compositor(With(Blur{}));
+  EXPECT_THROW(compositor.Finish(frame.view()), std::logic_error);
+  for (int i = 0; i < Compositor::kMostBegun; ++i) compositor.Begin(frame.input());
+  EXPECT_THROW(compositor.Begin(frame.input()), std::logic_error);
+  EXPECT_THROW(compositor.Finish(small.view()), std::invalid_argument);
+  EXPECT_NO_THROW(compositor.Finish(frame.view()));
+  Options options = With(Blur{});
+  options.calm = 2;
+  EXPECT_THROW(Compositor{options}, std::invalid_argument);
+  options = With(Blur{200});
+  EXPECT_THROW(Compositor{options}, std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace pexo::test

@@ -1,0 +1,151 @@
+// Every kind of frame gives the same picture, on every processor; the person is not touched.
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include "tests/compositor/scene.h"
+
+namespace pexo::test {
+namespace {
+
+const Background kBackgrounds[] = {Blur{}, Grey{}, Colour{200, 30, 90}, Transparent{}};
+
+TestFrame Noise(int width, int height, Layout layout = Layout::kI420, Range range = Range::kFull) {
+  TestFrame frame(width, height, layout, 0, range);
+  frame.Paint([](int, int) { return Yuv{128, 128, 128}; });
+  AddNoise(frame, 50, static_cast<uint32_t>(width * 7 + height));
+  return frame;
+}
+
+Matte Person(int width, int height) {
+  return Ellipse(width, height, width * 0.5, height * 0.6, width * 0.3, height * 0.5);
+}
+
+// Two frames of a film, so that calm has a part in it.
+void ComposeTwice(Composer& composer, const TestFrame& frame, const Frame& out) {
+  const Segmentation segmentation = Segmented(frame, Person(frame.view().width, frame.view().height));
+  for (int i = 0; i < 2; ++i) composer.Compose(frame.input(), segmentation, out);
+}
+
+TEST(Frames, LayoutsStridesAndSizesGiveOnePictureAndLeaveThePerson) {
+  constexpr int kSizes[][2] = {{2, 2}, {2, 50}, {62, 2}, {66, 34}, {130, 6}, {256, 144}, {642, 362}};
+  for (const auto& [width, height] : kSizes) {
+    const TestFrame frame = Noise(width, height);
+    for (const Background& background : kBackgrounds) {
+      SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height) + " " + std::to_string(background.index()));
+      Composer composer(Edges::kPicture, 1, 0);
+      composer.backdrop().Set(background);
+      const TestFrame expected = Copy(frame);
+      ComposeTwice(composer, frame, expected.view());
+      const Plane<uint8_t>& mask = composer.mask();
+      for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+          if (mask.Row(y)[x] != 255) continue;
+          ASSERT_EQ(expected.At(0, x, y), frame.At(0, x, y));
+          ASSERT_EQ(expected.At(1, x / 2, y / 2), frame.At(1, x / 2, y / 2));
+          ASSERT_EQ(expected.At(2, x / 2, y / 2), frame.At(2, x / 2, y / 2));
+        }
+      }
+      for (const Layout layout : {Layout::kI420, Layout::kYv12, Layout::kNv12, Layout::kNv21}) {
+        for (const int padding : {0, 1, 37}) {
+          const TestFrame input = Copy(frame, layout, padding);
+          // Into a frame of another layout, and in place.
+          const TestFrame output(width, height, layout == Layout::kNv12 ? Layout::kYv12 : Layout::kNv12, 40 - padding);
+          ComposeTwice(composer, input, output.view());
+          EXPECT_TRUE(SamePicture(output, expected));
+          composer.Reset();
+          const Segmentation segmentation = Segmented(input, Person(width, height));
+          composer.Compose(input.input(), segmentation, output.view());
+          composer.Compose(input.input(), segmentation, input.view());
+          EXPECT_TRUE(SamePicture(input, expected));
+        }
+      }
+    }
+  }
+}
+
+TEST(Frames, EveryInstructionSetGivesTheSameBytes) {
+  for (const Background& background : kBackgrounds) {
+    const TestFrame frame = Noise(330, 186, Layout::kNv21, Range::kLimited);
+    const TestFrame expected = Copy(frame);
+    Composer composer(Edges::kPicture, 1, 0);
+    composer.backdrop().Set(background);
+    ComposeTwice(composer, frame, expected.view());
+    const int64_t all = hwy::SupportedTargets();
+    for (int64_t rest = all; rest != 0; rest &= rest - 1) {
+      hwy::SetSupportedTargetsForTest(rest & -rest);
+      hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+      Composer other(Edges::kPicture, 1, 0);
+      other.backdrop().Set(background);
+      const TestFrame out = Copy(frame);
+      ComposeTwice(other, frame, out.view());
+      EXPECT_TRUE(SamePicture(out, expected)) << hwy::TargetName(rest & -rest);
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+  }
+}
+
+TEST(Frames, RangeAndMatrixAreTheFramesOwn) {
+  // A grey ramp in either range is one picture; a colour comes out in the frame's own range and matrix.
+  const Colour orange{255, 128, 0};
+  const struct {
+    Range range;
+    Matrix matrix;
+    int y, u, v;
+  } cases[] = {{Range::kFull, Matrix::kBt601, 151, 43, 202},
+               {Range::kLimited, Matrix::kBt601, 146, 53, 193},
+               {Range::kFull, Matrix::kBt709, 146, 49, 197},
+               {Range::kLimited, Matrix::kBt709, 141, 59, 189}};
+  PlanarPicture picture;
+  for (const auto& [range, matrix, y, u, v] : cases) {
+    const YuvColour colour = YuvFromRgb(orange.red, orange.green, orange.blue, range, matrix);
+    EXPECT_NEAR(colour.y, y, 1);
+    EXPECT_NEAR(colour.u, u, 1);
+    EXPECT_NEAR(colour.v, v, 1);
+    for (const auto& other : cases) {
+      picture.Resize(16, 16);
+      for (int row = 0; row < 16; ++row) std::fill_n(picture.y.Row(row), 16, colour.y);
+      for (int row = 0; row < 8; ++row) {
+        std::fill_n(picture.u.Row(row), 8, colour.u);
+        std::fill_n(picture.v.Row(row), 8, colour.v);
+      }
+      picture.range = range;
+      picture.matrix = matrix;
+      ConvertColour(picture, other.range, other.matrix);
+      EXPECT_NEAR(picture.y.Row(15)[15], other.y, 2);
+      EXPECT_NEAR(picture.u.Row(7)[7], other.u, 2);
+      EXPECT_NEAR(picture.v.Row(7)[7], other.v, 2);
+    }
+  }
+}
+
+TEST(Frames, PicturesCoverTheFrame) {
+  // A picture twice as wide as it should be loses both sides.
+  const TestFrame picture(480, 120, Layout::kNv21);
+  picture.Paint([](int x, int) { return Yuv{x < 120 ? 10.0 : x < 360 ? 100.0 : 200.0, 90, 160}; });
+  TestFrame frame = Noise(80, 40);
+  Composer composer(Edges::kPicture, 1, 0);
+  composer.backdrop().Set(Picture{picture.input()});
+  composer.Compose(frame.input(), Segmented(frame, Matte(80, 40)), frame.view());
+  for (const auto& [c, x, y, level] : {std::array{0, 0, 0, 100}, {0, 79, 39, 100}, {1, 20, 10, 90}, {2, 20, 10, 160}}) {
+    EXPECT_NEAR(frame.At(c, x, y), level, 1);
+  }
+}
+
+TEST(Frames, WrongOnesAreRefused) {
+  const TestFrame frame(8, 8);
+  for (const auto spoil : std::initializer_list<void (*)(ConstFrame&)>{
+           [](ConstFrame& f) { f.width = 7; }, [](ConstFrame& f) { f.height = 0; },
+           [](ConstFrame& f) { f.plane[2] = nullptr; }, [](ConstFrame& f) { f.stride[0] = 7; }}) {
+    ConstFrame wrong = frame.input();
+    spoil(wrong);
+    EXPECT_THROW(CheckFrame(wrong), std::invalid_argument);
+    EXPECT_THROW(Backdrop().Set(Picture{wrong}), std::invalid_argument);
+  }
+  for (const double strength : {0.0, 101.0, std::nan("")}) {
+    EXPECT_THROW(Backdrop().Set(Blur{strength}), std::invalid_argument);
+  }
+}
+
+}  // namespace
+}  // namespace pexo::test

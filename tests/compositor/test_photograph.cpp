@@ -1,0 +1,152 @@
+// The whole way through the library: a real person in a real photograph, still, panned and whitened.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/compositor/scene.h"
+
+namespace pexo::test {
+namespace {
+
+const Model kSquare{PEXO_MODELS_DIR "/MoviePortraitSmall.dlc", 256, 256};
+const Model kLandscape{PEXO_MODELS_DIR "/MoviePortraitSmallWide.dlc", 256, 144};
+
+// The photograph scaled.
+TestFrame Photograph(int width, int height) {
+  TestFrame frame(width, height);
+  const std::string command = std::string(PEXO_FFMPEG " -v error -i '" PEXO_PHOTOGRAPH "' -vf scale=") +
+                              std::to_string(width) + ":" + std::to_string(height) + ",format=yuvj420p -f rawvideo -";
+  FILE* pipe = popen(command.c_str(), "r");
+  const size_t read = pipe == nullptr ? 0 : std::fread(frame.pixels().data(), 1, frame.pixels().size(), pipe);
+  if (pipe != nullptr) pclose(pipe);
+  if (read != frame.pixels().size()) throw std::runtime_error(command);
+  return frame;
+}
+
+// Its right part in a wider frame; the left column repeats. `shift` moves it to the right, out of the frame.
+TestFrame Widened(const TestFrame& source, int width, int shift = 0) {
+  TestFrame frame(width, source.view().height);
+  frame.Paint([&](int x, int sy) {
+    const int sx = std::max(0, x + source.view().width - width - shift);
+    return Yuv{double(source.At(0, sx, sy)), double(source.At(1, sx / 2, sy / 2)),
+               double(source.At(2, sx / 2, sy / 2))};
+  });
+  return frame;
+}
+
+// Masks frame by frame, as a film's.
+class Masks {
+ public:
+  Masks(const Model& model, Edges edges, double calm) : segmenter_(model, 0), composer_(edges, calm, 0) {
+    composer_.backdrop().Set(Grey{});
+  }
+  Plane<uint8_t> Next(const TestFrame& frame) {
+    segmenter_.Segment(frame.input(), segmentation_);
+    composer_.Compose(frame.input(), segmentation_, Copy(frame).view());
+    return CopyOf(composer_.mask());
+  }
+
+ private:
+  Segmenter segmenter_;
+  Segmentation segmentation_;
+  Composer composer_;
+};
+
+double GradientAlongContour(const TestFrame& frame, const Plane<uint8_t>& mask) {
+  double sum = 0, count = 0;
+  for (int y = 1; y + 1 < mask.height(); ++y) {
+    for (int x = 1; x + 1 < mask.width(); ++x) {
+      const bool person = mask.Row(y)[x] >= 128;
+      if (person == (mask.Row(y)[x + 1] >= 128) && person == (mask.Row(y + 1)[x] >= 128)) continue;
+      sum += std::hypot(frame.At(0, x + 1, y) - frame.At(0, x - 1, y), frame.At(0, x, y + 1) - frame.At(0, x, y - 1));
+      ++count;
+    }
+  }
+  return sum / count;
+}
+
+TEST(Photograph, RefinedMasksFollowThePicture) {
+  const TestFrame frame = Photograph(1440, 1688);
+  const Plane<uint8_t> coarse = Masks(kSquare, Edges::kModel, 0).Next(frame);
+  const Plane<uint8_t> refined = Masks(kSquare, Edges::kPicture, 0).Next(frame);
+  EXPECT_GE(GradientAlongContour(frame, refined), 1.12 * GradientAlongContour(frame, coarse));
+  EXPECT_GE(Iou(refined, coarse), 0.985);
+}
+
+TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
+  const TestFrame photograph = Photograph(614, 720);
+  // Still: noise alone moves the masks.
+  double squares[2] = {}, crossings[2] = {};
+  for (const int calm : {0, 1}) {
+    Masks masks(kLandscape, Edges::kPicture, calm);
+    Plane<uint8_t> last;
+    for (uint32_t i = 0; i < 20; ++i) {
+      const TestFrame frame = Widened(photograph, 1280);
+      AddNoise(frame, 5, i);
+      Plane<uint8_t> mask = masks.Next(frame);
+      for (int y = 0; i > 5 && y < mask.height(); ++y) {
+        for (int x = 0; x < mask.width(); ++x) {
+          const int now = mask.Row(y)[x], then = last.Row(y)[x];
+          squares[calm] += (now - then) * (now - then);
+          crossings[calm] += (now >= 128) != (then >= 128);
+        }
+      }
+      last = std::move(mask);
+    }
+  }
+  EXPECT_LE(std::sqrt(squares[1] / squares[0]), 0.40);
+  EXPECT_LE(crossings[1] / crossings[0], 0.40);
+
+  // A pan, and a cut to the mirrored picture.
+  Masks calmed(kLandscape, Edges::kPicture, 1), alone(kLandscape, Edges::kPicture, 0),
+      uncalmed(kLandscape, Edges::kPicture, 0);
+  double loss = 0;
+  constexpr int kFrames = 10;
+  for (int i = 0; i < kFrames; ++i) {
+    const TestFrame clean = Widened(photograph, 1280, 8 * i);
+    const Plane<uint8_t> truth = alone.Next(clean);
+    const TestFrame noisy = Copy(clean);
+    AddNoise(noisy, 5, static_cast<uint32_t>(i));
+    loss += (Iou(uncalmed.Next(noisy), truth) - Iou(calmed.Next(noisy), truth)) / kFrames;
+  }
+  EXPECT_LE(loss, 0.010);
+  const TestFrame other = Photograph(1280, 720);
+  const double cut = Iou(calmed.Next(other), alone.Next(other));
+  EXPECT_GE(cut, 0.998);
+}
+
+TEST(Photograph, AWhitePersonDoesNotGlow) {
+  const TestFrame frame = Widened(Photograph(614, 720), 1280);
+  Masks masks(kLandscape, Edges::kPicture, 0);
+  const Plane<uint8_t> person = masks.Next(frame);
+  // The picture's own person as a shape: 235 before 5.
+  Matte shape(1280, 720);
+  for (int y = 0; y < 720; ++y) {
+    for (int x = 0; x < 1280; ++x) shape.At(x, y) = person.Row(y)[x] >= 128 ? 1 : 0;
+  }
+  const TestFrame white(1280, 720);
+  white.Paint([&](int x, int y) { return Yuv{shape.At(x, y) > 0 ? 255.0 : 5.0, 128, 128}; });
+  Segmenter segmenter(kLandscape, 0);
+  Segmentation segmentation;
+  segmenter.Segment(frame.input(), segmentation);
+  Scaler().Scale(white.input(), segmentation.picture);
+  Composer composer(Edges::kPicture, 0, 0);
+  const TestFrame out = Copy(white);
+  composer.Compose(white.input(), segmentation, out.view());
+  for (const auto& [distance, bar] : {std::pair(4, 12), std::pair(10, 8)}) {
+    // Background pixels whose square around them holds nothing of the person.
+    const Matte near = Gaussian(shape, distance / 2.99);
+    std::vector<uint8_t> levels;
+    for (int y = 0; y < 720; ++y) {
+      for (int x = 0; x < 1280; ++x) {
+        if (near.At(x, y) == 0) levels.push_back(out.At(0, x, y));
+      }
+    }
+    const auto rank = levels.begin() + static_cast<ptrdiff_t>(levels.size() * 99 / 100);
+    std::nth_element(levels.begin(), rank, levels.end());
+    EXPECT_LE(*rank, bar) << distance;
+  }
+}
+
+}  // namespace
+}  // namespace pexo::test

@@ -18,6 +18,12 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Exit status 130: the user ended the work early, and what is done is kept.
+class Interrupted : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 }  // namespace pexo::tools
 
 #endif  // PEXO_TOOLS_COMMON_FAILURE_H_

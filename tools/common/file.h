@@ -23,6 +23,9 @@ class ReplacementFile {
   ReplacementFile(const ReplacementFile&) = delete;
   ReplacementFile& operator=(const ReplacementFile&) = delete;
 
+  // What it is called until then, for those who write it by name.
+  const std::string& name() const { return name_; }
+
   void Write(std::span<const uint8_t> bytes);
   void PutInPlace();
 

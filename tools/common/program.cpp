@@ -28,6 +28,8 @@ int RunProgram(const std::string& name, const std::function<void()>& work) {
     return 0;
   } catch (const UsageError& error) {
     return Complain(name + ": " + error.what() + "; see " + name + " --help", 2);
+  } catch (const Interrupted& interrupted) {
+    return Complain(name + ": " + interrupted.what(), 130);
   } catch (const std::bad_alloc&) {
     return Complain(name + ": out of memory", 1);
   } catch (const std::exception& error) {

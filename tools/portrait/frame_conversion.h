@@ -2,8 +2,8 @@
 #ifndef PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_
 #define PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_
 
-#include "av_types.h"
 #include "camera_frame.h"
+#include "media/av_types.h"
 
 namespace pexo::portrait {
 
@@ -11,7 +11,7 @@ namespace pexo::portrait {
 CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple);
 
 // The frame without its padding in another pixel format (YUV formats in full range).
-AvFrame PictureFromFrame(CameraFrame& frame, AVPixelFormat format);
+media::AvFrame PictureFromFrame(CameraFrame& frame, AVPixelFormat format);
 
 }  // namespace pexo::portrait
 

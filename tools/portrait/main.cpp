@@ -1,5 +1,9 @@
 // portrait: a portrait effect for a picture file.
 #include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -9,6 +13,8 @@ extern "C" {
 
 #include "common/failure.h"
 #include "common/program.h"
+#include "film_effect.h"
+#include "film_job.h"
 #include "frame_conversion.h"
 #include "library_log.h"
 #include "model_file.h"
@@ -21,8 +27,10 @@ namespace pexo::portrait {
 namespace {
 
 void RenderPicture(const Options& options) {
-  const AvFrame picture = ReadPicture(options.input);
-  Renderer renderer(options.effect, FindModel(options.model));
+  const media::AvFrame picture = ReadPicture(options.input);
+  EffectSettings settings = options.effect;
+  settings.rotation = static_cast<uint32_t>(options.rotation.value_or(0));
+  Renderer renderer(settings, FindModel(options.model));
   CameraFrame rendered = [&] {
     try {
       return renderer.Render(FrameFromPicture(*picture, renderer.ColumnMultiple()));
@@ -36,6 +44,33 @@ void RenderPicture(const Options& options) {
   }
 }
 
+// A film that is written while it is read would lose its end.
+void RefuseSameFile(const std::string& input, const std::string& output) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(input, output, ignored)) {
+    throw tools::UsageError(output + ": a film cannot be written over what is read");
+  }
+}
+
+void RenderFilmFile(const Options& options) {
+  RefuseSameFile(options.input, options.output);
+  FilmJob job;
+  job.source = {options.input, options.input == "-" && options.output != "-" ? options.format : "", options.from,
+                options.to};
+  job.target = {options.output, options.input != "-" || options.output == "-" ? options.format : "", options.codec,
+                options.quality};
+  job.size = options.size;
+  job.rotation = options.rotation;
+  job.is_quiet = options.quiet;
+  job.shows_statistics = options.statistics;
+  job.make_renderer = [&options](media::Size, int rotation, FilmStatistics& statistics) {
+    EffectSettings settings = options.effect;
+    settings.rotation = static_cast<uint32_t>(rotation);
+    return std::make_unique<FilmEffect>(settings, FindModel(options.model), statistics.effect);
+  };
+  RenderFilm(job);
+}
+
 void Run(int argc, char** argv) {
   const Options options = ParseOptions(argc, argv);
   switch (options.action) {
@@ -46,11 +81,15 @@ void Run(int argc, char** argv) {
       std::puts(pexoHumanBodySegGetVersion()->version_string);
       break;
     case Action::kRender:
-      if (!PictureKindOf(options.output)) {
-        throw tools::UsageError(options.output + ": the output's name must end in .png, .jpg or .jpeg");
-      }
       SetLibraryLogPrinted(options.verbose);
-      RenderPicture(options);
+      if (PictureKindOf(options.output)) {
+        RenderPicture(options);
+      } else {
+        if (IsPicture(options.input)) {
+          throw tools::UsageError(options.output + ": a picture's name must end in .png, .jpg or .jpeg");
+        }
+        RenderFilmFile(options);
+      }
       break;
   }
 }

@@ -3,7 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "common/failure.h"
@@ -69,17 +72,17 @@ bool IsComplete(std::string_view file, AVCodecID codec) {
   }
 }
 
-AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
+media::AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
   const AVCodec* codec = avcodec_find_decoder(codec_id);
   if (codec == nullptr) return nullptr;
-  const AvCodecContext context = Own(avcodec_alloc_context3(codec));
+  const media::AvCodecContext context = media::Own(avcodec_alloc_context3(codec));
   context->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
   context->thread_count = 1;
   if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
-  const AvPacket packet = Own(av_packet_alloc());
+  const media::AvPacket packet = media::Own(av_packet_alloc());
   if (av_new_packet(packet.get(), static_cast<int>(file.size())) < 0) throw std::bad_alloc();
   std::memcpy(packet->data, file.data(), file.size());
-  AvFrame frame = Own(av_frame_alloc());
+  media::AvFrame frame = media::Own(av_frame_alloc());
   if (avcodec_send_packet(context.get(), packet.get()) < 0) return nullptr;
   if (avcodec_send_packet(context.get(), nullptr) < 0) return nullptr;
   if (avcodec_receive_frame(context.get(), frame.get()) < 0) return nullptr;
@@ -89,13 +92,13 @@ AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
 
 }  // namespace
 
-AvFrame ReadPicture(const std::string& path) {
+media::AvFrame ReadPicture(const std::string& path) {
   const std::vector<uint8_t> file = tools::ReadFile(path, kMaxBytes);
   if (file.empty()) throw tools::Failure(path + ": the file is empty");
   const AVCodecID codec = CodecOf(Text(file));
   if (codec == AV_CODEC_ID_NONE) throw tools::Failure(path + ": not a PNG, JPEG or WebP picture");
   if (!IsComplete(Text(file), codec)) throw tools::Failure(path + ": the picture is truncated or damaged");
-  AvFrame frame = Decode(file, codec);
+  media::AvFrame frame = Decode(file, codec);
   if (frame == nullptr) throw tools::Failure(path + ": the picture is damaged or of a kind that cannot be decoded");
   if (frame->width > kMaxSize || frame->height > kMaxSize) {
     throw tools::Failure(path + ": the picture is " + std::to_string(frame->width) + "x" +
@@ -103,6 +106,14 @@ AvFrame ReadPicture(const std::string& path) {
                          " pixels in a direction");
   }
   return frame;
+}
+
+bool IsPicture(const std::string& path) {
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) return false;
+  char start[12] = {};
+  std::ifstream(path, std::ios::binary).read(start, sizeof start);
+  return CodecOf({start, sizeof start}) != AV_CODEC_ID_NONE;
 }
 
 }  // namespace pexo::portrait

@@ -13,13 +13,13 @@ namespace {
 
 constexpr int kJpegQuantiser = 2;  // of 1 (largest files) to 31
 
-AvPacket Encode(CameraFrame& frame, PictureKind kind) {
+media::AvPacket Encode(CameraFrame& frame, PictureKind kind) {
   const bool is_png = kind == PictureKind::kPng;
   const AVPixelFormat format = is_png ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_YUV420P;
-  const AvFrame picture = PictureFromFrame(frame, format);
+  const media::AvFrame picture = PictureFromFrame(frame, format);
   const AVCodec* codec = avcodec_find_encoder(is_png ? AV_CODEC_ID_PNG : AV_CODEC_ID_MJPEG);
   if (codec == nullptr) return nullptr;
-  const AvCodecContext context = Own(avcodec_alloc_context3(codec));
+  const media::AvCodecContext context = media::Own(avcodec_alloc_context3(codec));
   context->width = picture->width;
   context->height = picture->height;
   context->pix_fmt = format;
@@ -32,7 +32,7 @@ AvPacket Encode(CameraFrame& frame, PictureKind kind) {
     picture->quality = context->global_quality;
   }
   if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
-  AvPacket packet = Own(av_packet_alloc());
+  media::AvPacket packet = media::Own(av_packet_alloc());
   if (avcodec_send_frame(context.get(), picture.get()) < 0) return nullptr;
   if (avcodec_send_frame(context.get(), nullptr) < 0) return nullptr;
   if (avcodec_receive_packet(context.get(), packet.get()) < 0) return nullptr;
@@ -52,7 +52,7 @@ std::optional<PictureKind> PictureKindOf(const std::string& path) {
 void WritePicture(CameraFrame& frame, const std::string& path) {
   const std::optional<PictureKind> kind = PictureKindOf(path);
   if (!kind) throw tools::Failure(path + ": the name must end in .png, .jpg or .jpeg");
-  const AvPacket packet = Encode(frame, *kind);
+  const media::AvPacket packet = Encode(frame, *kind);
   if (packet == nullptr) throw tools::Failure(path + ": the picture cannot be encoded");
   tools::ReplaceFile(path, {packet->data, static_cast<std::size_t>(packet->size)});
 }

@@ -1,17 +1,19 @@
-// Owners of FFmpeg's objects.
-#ifndef PEXO_TOOLS_PORTRAIT_AV_TYPES_H_
-#define PEXO_TOOLS_PORTRAIT_AV_TYPES_H_
+// Owners of FFmpeg's objects, and its failures in words.
+#ifndef PEXO_TOOLS_MEDIA_AV_TYPES_H_
+#define PEXO_TOOLS_MEDIA_AV_TYPES_H_
 
 #include <memory>
 #include <new>
+#include <string>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
 #include <libavutil/frame.h>
 #include <libswscale/swscale.h>
 }
 
-namespace pexo::portrait {
+namespace pexo::media {
 
 struct AvDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
@@ -35,6 +37,13 @@ AvOwner<T> Own(T* object) {
   return AvOwner<T>(object);
 }
 
-}  // namespace pexo::portrait
+// What an error code of FFmpeg's means.
+inline std::string AvReason(int error) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(error, text, sizeof text);
+  return text;
+}
 
-#endif  // PEXO_TOOLS_PORTRAIT_AV_TYPES_H_
+}  // namespace pexo::media
+
+#endif  // PEXO_TOOLS_MEDIA_AV_TYPES_H_

@@ -1,0 +1,49 @@
+#ifndef PEXO_TOOLS_PORTRAIT_PROGRESS_H_
+#define PEXO_TOOLS_PORTRAIT_PROGRESS_H_
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+namespace pexo::portrait {
+
+// Tells on standard error how far a film is: on a terminal in one line that changes, elsewhere in a line every few
+// seconds.
+class Progress {
+ public:
+  // `expected`: the number of frames there will be, about; 0 if nothing tells.
+  Progress(bool is_shown, int64_t expected);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void CountFrame();
+  int64_t frames() const { return frames_; }
+  double FramesPerSecond() const;
+
+  // Whether progress is shown or not.
+  void Print(const std::string& text);
+
+  // A line of its own, from any thread. Nothing when progress is not shown.
+  void Tell(const std::string& line);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string Line() const;
+  void Clear();
+
+  std::mutex mutex_;  // of standard error and has_line_
+  bool is_shown_;
+  bool is_terminal_;
+  bool has_line_ = false;
+  int64_t expected_;
+  int64_t frames_ = 0;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point last_shown_ = start_;
+};
+
+}  // namespace pexo::portrait
+
+#endif  // PEXO_TOOLS_PORTRAIT_PROGRESS_H_

@@ -161,10 +161,8 @@ class Arena {
     c.other_in = plane(job.in, 1, 0);
     c.out = plane(job.out, 3, margin);
     std::copy_n(areas_[2].all().data() + below(4096), place.size(), place.data());
-    if (tier != nullptr) {
-      ForceKernelTier(*tier);
-      job.run(c);
-    }
+    if (tier != nullptr) ForceKernelTier(*tier);
+    if (tier != nullptr) job.run(c);
     for (int i = 0; tier == nullptr && i < c.out.width * c.out.height; ++i) {
       const int x = i % c.out.width, y = i / c.out.width;
       c.out.Row(y)[x] = static_cast<uint8_t>(job.formula(c, x, y));
@@ -200,12 +198,8 @@ TEST(Kernels, EveryFormGivesTheSameBytes) {
       }
     };
     for (const Job& job : Jobs()) {
-      for (int i = 0; i < 130 * 17; ++i) {
-        ASSERT_NO_FATAL_FAILURE(check(job, 1 + i / 17, 1 + i % 17));
-      }
-      for (const int width : {641, 960, 1284, 1919, 1920}) {
-        ASSERT_NO_FATAL_FAILURE(check(job, width, 5));
-      }
+      for (int i = 0; i < 130 * 17; ++i) ASSERT_NO_FATAL_FAILURE(check(job, 1 + i / 17, 1 + i % 17));
+      for (const int width : {641, 960, 1284, 1919, 1920}) ASSERT_NO_FATAL_FAILURE(check(job, width, 5));
     }
   }
 }
@@ -221,8 +215,7 @@ TEST(Kernels, BoxMeansAreExactForEverySum) {
       Bytes means(width);
       Kernels().mean_of_sums(means.data(), sums.data(), static_cast<int>(width), static_cast<int>(radius));
       for (uint32_t sum = 0; sum < width / side; ++sum) {
-        ASSERT_EQ(means[sum * side], (2097152 + sum * (4194304 / (side * side))) >> 22)
-            << tier.name << ", radius " << radius << ": " << sum;
+        ASSERT_EQ(means[sum * side], (2097152 + sum * (4194304 / (side * side))) >> 22) << tier.name << sum;
       }
     }
   }

@@ -23,8 +23,7 @@ class GuardedBytes {
     if (memory == MAP_FAILED || mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0) std::abort();
   }
   ~GuardedBytes() { munmap(begin_ - kPage, size_ + 2 * kPage); }
-  GuardedBytes(const GuardedBytes&) = delete;
-  GuardedBytes& operator=(const GuardedBytes&) = delete;
+  GuardedBytes& operator=(GuardedBytes&&) = delete;  // and no copies
 
   // `bytes` bytes that touch the unreadable page above or below.
   std::span<uint8_t> AtEdge(size_t bytes, bool upper) const { return {upper ? begin_ + size_ - bytes : begin_, bytes}; }

@@ -59,12 +59,12 @@ void Backdrop::Open(const ConstFrame& frame, int upright_height) {
   chroma_mask_.Resize(width / 2, 1);
   cleaned_.Resize(width, 1);
   if (kind_ == Kind::kBlur) {
-    blur_.Open(width, height, Weighting::kSurelyBackground, strength_ / 1000 * upright_height, true);
+    blur_.Open(width, height, Weighting::kSurelyBackground, strength_ / 1000 * upright_height);
   }
   if (EstimatesForeground()) {
     const double sigma = kForegroundSigma * std::max(width, height);
-    foreground_.Open(width, height, Weighting::kForeground, sigma, false);
-    background_.Open(width, height, Weighting::kBackground, sigma, false);
+    foreground_.Open(width, height, Weighting::kForeground, sigma);
+    background_.Open(width, height, Weighting::kBackground, sigma);
   }
   if (kind_ == Kind::kGrey) FillFlatRows(frame, {128, 128, 128});
   if (kind_ == Kind::kReplace && has_picture_) CoverFrame(frame);

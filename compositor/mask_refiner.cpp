@@ -15,8 +15,8 @@ void Quantise(const Plane<float>& source, float scale, Plane<int16_t>& out) {
     const float* row = source.Row(y);
     int16_t* to = out.Row(y);
     for (int x = 0; x < source.width(); ++x) {
-      const float value = std::clamp(row[x] * scale, -32000.0f, 32000.0f);
-      to[x] = static_cast<int16_t>(value + (value < 0 ? -0.5f : 0.5f));
+      const float value = std::max(-32000.0f, std::min(32000.0f, row[x] * scale));
+      to[x] = static_cast<int16_t>(static_cast<int>(value + 32768.5f) - 32768);
     }
   }
 }

@@ -10,19 +10,19 @@ namespace {
 
 constexpr int kLargestBlock = 64;
 constexpr int kRowsAtOnce = 4;
-constexpr int kMostRows = 16;           // that the column sums hold
-constexpr double kSmallestSigma = 2.5;  // in blocks, so that the blocks do not show
+constexpr int kMostRows = 16;  // that the column sums hold
+// The least sigma in blocks: below the first the blocks of a picture would show.
+constexpr double kLeastSigma = 2.5, kLeastSigmaOfEstimate = 1.8;
 
 }  // namespace
 
-void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma, bool is_eroded) {
-  weighting_ = weighting;
-  is_eroded_ = is_eroded;
+void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma) {
   for (int i = 0; i < 2 && !columns_.empty(); ++i) {
     std::fill_n(columns_.Row(i), columns_.width(), uint16_t{0});
     std::fill_n(chroma_columns_.Row(i), chroma_columns_.width(), int16_t{0});
   }
-  if (width == width_ && height == height_ && sigma == sigma_) return;
+  if (width == width_ && height == height_ && weighting == weighting_ && sigma == sigma_) return;
+  weighting_ = weighting;
   width_ = width;
   height_ = height;
   sigma_ = sigma;
@@ -32,9 +32,12 @@ void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma
   chroma_columns_.Resize(width / 2, 2);
   scratch_.Resize(width, 1);
   for (Plane<float>& plane : sums_) plane.Resize(small_width, small_height);
-  for (Plane<float>& plane : pixels_) plane.Resize(4 * small_width, small_height);
+  for (ColumnPass& pass : passes_) {
+    pass.ring.Resize(4 * small_width, 2 * pass.radius + 2 + kRowsAtOnce);
+    pass.sums.Resize(4 * small_width, 1);
+  }
+  zeros_.Resize(4 * small_width, 2);
   row_scratch_.Resize(4 * (PaddedWidth(small_width) + 2 * kBlurMargin), 2 * kRowsAtOnce);
-  column_sums_.resize(static_cast<size_t>(2 * PaddedWidth(4 * small_width)));
   for (size_t i = 0; i < 3; ++i) {
     blurred_[i].Resize(small_width, small_height);
     const int divisor = i == 0 ? 1 : 2;
@@ -46,18 +49,19 @@ void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma
 // The variances of the block means, of the enlarging and of the three box means add up to sigma's.
 void WeightedBlur::ChooseScale(double sigma) {
   block_ = 2;
-  while (block_ < kLargestBlock && sigma >= kSmallestSigma * 2 * block_) block_ *= 2;
+  const double least = IsEroded() ? kLeastSigma : kLeastSigmaOfEstimate;
+  while (block_ < kLargestBlock && sigma >= least * 2 * block_) block_ *= 2;
   const double area = static_cast<double>(block_) * block_;
   const double wanted = (sigma * sigma - (area - 1) / 12 - area / 6) / area;
   const auto variance = [](int radius) { return radius * (radius + 1) / 3.0; };
   double reached = 0;
   int radius = 0;
   while (radius + 1 < kBlurMargin && kPasses * variance(radius + 1) <= wanted) ++radius;
-  for (int& each : radius_) each = radius;
+  for (ColumnPass& pass : passes_) pass.radius = radius;
   reached = kPasses * variance(radius);
   const double step = variance(radius + 1) - variance(radius);
   for (int i = 0; i < kPasses && radius + 1 < kBlurMargin && reached + step / 2 <= wanted; ++i) {
-    ++radius_[i];
+    ++passes_[i].radius;
     reached += step;
   }
 }
@@ -102,19 +106,27 @@ void WeightedBlur::EvenOutBorders() {
 
 void WeightedBlur::Finish() {
   EvenOutBorders();
-  if (is_eroded_) {
-    for (int y = 0; y < sums_[0].height(); ++y) {
-      float* row = sums_[0].Row(y);
-      row[-1] = row[0];
-      row[sums_[0].width()] = row[sums_[0].width() - 1];
-    }
+  const int width = sums_[0].width(), height = sums_[0].height();
+  for (int y = 0; IsEroded() && y < height; ++y) {
+    float* row = sums_[0].Row(y);
+    row[-1] = row[0];
+    row[width] = row[width - 1];
   }
-  for (int y = 0; y < sums_[0].height(); y += kRowsAtOnce) BlurRows(y);
-  BlurColumns();
-  Divide();
+  for (ColumnPass& pass : passes_) {
+    pass.count = 0;
+    std::fill_n(pass.sums.Row(0), pass.sums.width(), 0.0f);
+  }
+  for (int y = 0; y < height; y += kRowsAtOnce) {
+    BlurRows(y);
+    for (int i = y; i < std::min(y + kRowsAtOnce, height); ++i) PushRow(0, false);
+  }
+  for (int pass = 0; pass < kPasses; ++pass) {
+    for (int i = 0; i < passes_[pass].radius; ++i) PushRow(pass, true);
+  }
+  for (size_t i = 0; i < 3; ++i) enlarged_[i].Open(blurred_[i]);
 }
 
-// Rows from `first_row`, weighed and blurred along themselves, into pixels_[0].
+// Rows from `first_row`, weighed and blurred along themselves, into the places of the first column pass.
 void WeightedBlur::BlurRows(int first_row) {
   const int width = sums_[0].width(), last = sums_[0].height() - 1;
   float* rows[2][kRowsAtOnce];
@@ -122,40 +134,34 @@ void WeightedBlur::BlurRows(int first_row) {
   for (int i = 0; i < kRowsAtOnce; ++i) {
     const int y = std::min(first_row + i, last);
     for (int side = 0; side < 2; ++side) rows[side][i] = row_scratch_.Row(2 * i + side) + 4 * kBlurMargin;
-    results[i] = pixels_[0].Row(y);
-    const float* above = is_eroded_ ? sums_[0].Row(std::max(y - 1, 0)) : nullptr;
-    const float* below = is_eroded_ ? sums_[0].Row(std::min(y + 1, last)) : nullptr;
+    results[i] = passes_[0].Place(i);
+    const float* above = IsEroded() ? sums_[0].Row(std::max(y - 1, 0)) : nullptr;
+    const float* below = IsEroded() ? sums_[0].Row(std::min(y + 1, last)) : nullptr;
     WeighRow(width, above, sums_[0].Row(y), below, sums_[1].Row(y), sums_[2].Row(y), sums_[3].Row(y), rows[0][i]);
     // What whole vectors wrote past the row.
     std::fill_n(rows[0][i] + 4 * width, 4 * kBlurMargin, 0.0f);
   }
-  BoxRows(width, radius_[0], rows[0], rows[1]);
-  BoxRows(width, radius_[1], rows[1], rows[0]);
-  BoxRows(width, radius_[2], rows[0], results);
+  BoxRows(width, passes_[0].radius, rows[0], rows[1]);
+  BoxRows(width, passes_[1].radius, rows[1], rows[0]);
+  BoxRows(width, passes_[2].radius, rows[0], results);
 }
 
-void WeightedBlur::BlurColumns() {
-  const int count = pixels_[0].width(), height = pixels_[0].height();
-  float* sums = column_sums_.data();
-  float* zeros = sums + PaddedWidth(count);  // stands for the rows outside
-  for (int pass = 0; pass < kPasses; ++pass) {
-    Plane<float>& in = pixels_[pass % 2];
-    Plane<float>& out = pixels_[1 - pass % 2];
-    const auto row = [&](int y) { return y >= 0 && y < height ? in.Row(y) : zeros; };
-    const int radius = radius_[pass];
-    std::fill(column_sums_.begin(), column_sums_.end(), 0.0f);
-    for (int y = -radius; y < height; ++y) {
-      SlideRow(count, row(y + radius), row(y - radius - 1), sums, y < 0 ? out.Row(0) : out.Row(y));
-    }
+// Takes the row at the place of a pass, or an empty one, and hands on the row that is finished by it.
+void WeightedBlur::PushRow(int index, bool is_outside) {
+  ColumnPass& pass = passes_[index];
+  const bool is_last = index + 1 == kPasses;
+  const int leaving = pass.count - 2 * pass.radius - 1;
+  const int finished = pass.count - pass.radius;
+  float* out = is_last ? zeros_.Row(1) : passes_[index + 1].Place(0);
+  SlideRow(pass.sums.width(), is_outside ? zeros_.Row(0) : pass.Place(0),
+           leaving < 0 ? zeros_.Row(0) : pass.ring.Row(leaving % pass.ring.height()), pass.sums.Row(0), out);
+  ++pass.count;
+  if (finished < 0) return;
+  if (is_last) {
+    DivideRow(sums_[0].width(), out, blurred_[0].Row(finished), blurred_[1].Row(finished), blurred_[2].Row(finished));
+  } else {
+    PushRow(index + 1, false);
   }
-}
-
-void WeightedBlur::Divide() {
-  const Plane<float>& blurred = pixels_[kPasses % 2];
-  for (int y = 0; y < blurred.height(); ++y) {
-    DivideRow(sums_[0].width(), blurred.Row(y), blurred_[0].Row(y), blurred_[1].Row(y), blurred_[2].Row(y));
-  }
-  for (size_t i = 0; i < 3; ++i) enlarged_[i].Open(blurred_[i]);
 }
 
 }  // namespace pexo::compositor

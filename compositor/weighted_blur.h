@@ -4,7 +4,6 @@
 #define PEXO_COMPOSITOR_WEIGHTED_BLUR_H_
 
 #include <cstdint>
-#include <vector>
 
 #include "enlarger.h"
 #include "frame_rows.h"
@@ -15,9 +14,10 @@ namespace pexo::compositor {
 // weights and weighted pixels over blocks, smoothed by three box means, and divided.
 class WeightedBlur {
  public:
-  // Starts on a frame of width x height. `sigma`: of the Gaussian, in luma pixels. `is_eroded`: blocks on the rim of
-  // what counts are left out.
-  void Open(int width, int height, Weighting weighting, double sigma, bool is_eroded);
+  // Starts on a frame of width x height. `sigma`: of the Gaussian, in luma pixels. With Weighting::kSurelyBackground
+  // the blocks on the rim of what counts are left out, for the result to be looked at; otherwise it is an estimate, and
+  // the blocks may be larger.
+  void Open(int width, int height, Weighting weighting, double sigma);
 
   // Adds luma rows 2 * pair and 2 * pair + 1 and chroma row `pair`, padded; pairs in order from 0.
   void AddRows(int pair, const uint8_t* const mask[2], const uint8_t* const luma[2], const ChromaRow& chroma);
@@ -31,26 +31,35 @@ class WeightedBlur {
  private:
   static constexpr int kPasses = 3;
 
+  // A box mean down the columns, row by row: row y comes out when row y + radius is in. Behind the last row there is
+  // nothing.
+  struct ColumnPass {
+    int radius = 0;
+    int count = 0;      // of rows that went in
+    Plane<float> ring;  // the last ones of them
+    Plane<float> sums;  // one row
+
+    float* Place(int ahead) { return ring.Row((count + ahead) % ring.height()); }
+  };
+
+  bool IsEroded() const { return weighting_ == Weighting::kSurelyBackground; }
   void ChooseScale(double sigma);
   void Reduce(int small_row, int rows);
   void EvenOutBorders();
   void BlurRows(int first_row);
-  void BlurColumns();
-  void Divide();
+  void PushRow(int pass, bool is_outside);
 
   int width_ = 0, height_ = 0;
   double sigma_ = 0;
   Weighting weighting_ = Weighting::kSurelyBackground;
-  bool is_eroded_ = false;
-  int block_ = 2;  // luma pixels a side, a power of two
-  int radius_[kPasses] = {};
+  int block_ = 2;                  // luma pixels a side, a power of two
   Plane<uint16_t> columns_;        // running sums of weight and luma
   Plane<int16_t> chroma_columns_;  // of U and V
   Plane<int32_t> scratch_;
-  Plane<float> sums_[4];    // of a block: weight, luma, U, V
-  Plane<float> pixels_[2];  // the four of each block side by side
-  Plane<float> row_scratch_;
-  std::vector<float> column_sums_;
+  Plane<float> sums_[4];      // of a block: weight, luma, U, V
+  Plane<float> row_scratch_;  // the four of each block side by side
+  ColumnPass passes_[kPasses];
+  Plane<float> zeros_;         // a row, and below it the place of the row that leaves the last pass
   Plane<int16_t> blurred_[3];  // Y, U, V in Q7
   Enlarger enlarged_[3];
 };

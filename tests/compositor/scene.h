@@ -93,6 +93,7 @@ class TestFrame {
     view_.matrix = matrix;
   }
   TestFrame(TestFrame&&) = default;
+  TestFrame& operator=(TestFrame&&) = default;
 
   const Frame& view() const { return view_; }
   ConstFrame input() const { return AsConst(view_); }

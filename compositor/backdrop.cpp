@@ -54,12 +54,12 @@ void Backdrop::Set(const Background& background) {
              background);
 }
 
-void Backdrop::Open(const ConstFrame& frame, int upright_height) {
+void Backdrop::Open(const ConstFrame& frame, int rotation) {
   const int width = frame.width, height = frame.height;
   chroma_mask_.Resize(width / 2, 1);
   cleaned_.Resize(width, 1);
   if (kind_ == Kind::kBlur) {
-    blur_.Open(width, height, Weighting::kSurelyBackground, strength_ / 1000 * upright_height);
+    blur_.Open(width, height, Weighting::kSurelyBackground, strength_ / 1000 * (rotation % 180 == 0 ? height : width));
   }
   if (EstimatesForeground()) {
     const double sigma = kForegroundSigma * std::max(width, height);
@@ -67,7 +67,7 @@ void Backdrop::Open(const ConstFrame& frame, int upright_height) {
     background_.Open(width, height, Weighting::kBackground, sigma);
   }
   if (kind_ == Kind::kGrey) FillFlatRows(frame, {128, 128, 128});
-  if (kind_ == Kind::kReplace && has_picture_) CoverFrame(frame);
+  if (kind_ == Kind::kReplace && has_picture_) CoverFrame(frame, rotation);
   if (kind_ == Kind::kReplace && !has_picture_) {
     FillFlatRows(frame, YuvFromRgb(colour_.red, colour_.green, colour_.blue, frame.range, frame.matrix));
   }
@@ -81,15 +81,26 @@ void Backdrop::FillFlatRows(const ConstFrame& frame, YuvColour colour) {
   }
 }
 
-void Backdrop::CoverFrame(const ConstFrame& frame) {
+void Backdrop::CoverFrame(const ConstFrame& frame, int rotation) {
   if (is_covered_ && covering_.y.width() == frame.width && covering_.y.height() == frame.height &&
       covering_.range == frame.range && covering_.matrix == frame.matrix) {
     return;
   }
-  covering_.Resize(frame.width, frame.height);
+  const bool quarter = rotation % 180 != 0;
+  const int width = quarter ? frame.height : frame.width, height = quarter ? frame.width : frame.height;
+  PlanarPicture& upright = rotation == 0 ? covering_ : upright_;
+  upright.Resize(width, height);
   const ConstFrame picture = ViewOf(picture_);
-  scaler_.Scale(picture, CoveringPart(picture.width, picture.height, frame.width, frame.height), covering_);
-  ConvertColour(covering_, frame.range, frame.matrix);
+  scaler_.Scale(picture, CoveringPart(picture.width, picture.height, width, height), upright);
+  ConvertColour(upright, frame.range, frame.matrix);
+  if (rotation != 0) {
+    covering_.Resize(frame.width, frame.height);
+    for (const auto plane : {&PlanarPicture::y, &PlanarPicture::u, &PlanarPicture::v}) {
+      Turn(upright.*plane, 360 - rotation, covering_.*plane);
+    }
+    covering_.range = frame.range;
+    covering_.matrix = frame.matrix;
+  }
   is_covered_ = true;
 }
 

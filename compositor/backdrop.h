@@ -23,9 +23,9 @@ class Backdrop {
   // Throws std::invalid_argument.
   void Set(const Background& background);
 
-  // Starts on a frame; `upright_height` is its height as a viewer sees it. Then every row pair goes in, in order, and
-  // after Finish every row pair comes out.
-  void Open(const ConstFrame& frame, int upright_height);
+  // Starts on a frame that `rotation` degrees clockwise make upright. Then every row pair goes in, in order, and after
+  // Finish every row pair comes out.
+  void Open(const ConstFrame& frame, int rotation);
   bool LooksAtPixels() const { return kind_ == Kind::kBlur || EstimatesForeground(); }
   void AddRows(const RowPair& rows);
   void Finish();
@@ -38,7 +38,7 @@ class Backdrop {
   void ComposePlane(int plane, int y, int width, const uint8_t* pixels, const uint8_t* mask, uint8_t* out);
   const uint8_t* Row(int plane, int y) const;
   void FillFlatRows(const ConstFrame& frame, YuvColour colour);
-  void CoverFrame(const ConstFrame& frame);
+  void CoverFrame(const ConstFrame& frame, int rotation);
 
   Kind kind_ = Kind::kBlur;
   double strength_ = 0;
@@ -46,6 +46,7 @@ class Backdrop {
   bool has_picture_ = false;
   bool is_covered_ = false;  // covering_ was made from picture_
   PlanarPicture picture_;    // as it was handed over
+  PlanarPicture upright_;    // scaled
   PlanarPicture covering_;   // in the frame's size, range and matrix
   Scaler scaler_;
   Plane<uint8_t> flat_[3];  // one row of a colour

@@ -12,7 +12,7 @@ RowPair Composer::ReadRows(int pair) {
 
 void Composer::Compose(const ConstFrame& frame, const Segmentation& segmentation, const Frame& output) {
   reader_.Open(frame);
-  backdrop_.Open(frame, rotation_ % 180 == 0 ? frame.height : frame.width);
+  backdrop_.Open(frame, rotation_);
   MakeMask(frame, segmentation);
   backdrop_.Finish();
   writer_.Open(output);

@@ -103,6 +103,11 @@ Rectangle CoveringPart(int picture_width, int picture_height, int width, int hei
   return {(picture_width - part_width) / 4 * 2, (picture_height - part_height) / 4 * 2, part_width, part_height};
 }
 
+void Turn(const Plane<uint8_t>& source, int degrees, Plane<uint8_t>& out) {
+  libyuv::RotatePlane(source.Row(0), static_cast<int>(source.stride()), out.Row(0), static_cast<int>(out.stride()),
+                      source.width(), source.height(), static_cast<libyuv::RotationMode>(degrees));
+}
+
 void ConvertColour(PlanarPicture& picture, Range range, Matrix matrix) {
   if (picture.range == range && picture.matrix == matrix) return;
   const Matrix3 to_rgb = RgbFromYuv(picture.matrix), from_rgb = YuvFromRgbMatrix(matrix);

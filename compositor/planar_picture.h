@@ -37,6 +37,9 @@ class Scaler {
 // The middle of a picture that has the shape of width x height.
 Rectangle CoveringPart(int picture_width, int picture_height, int width, int height);
 
+// Turns a plane clockwise by 0, 90, 180 or 270 degrees into one that has the size for it.
+void Turn(const Plane<uint8_t>& source, int degrees, Plane<uint8_t>& out);
+
 // Converts in place, rounded; chroma counts for its four luma pixels.
 void ConvertColour(PlanarPicture& picture, Range range, Matrix matrix);
 

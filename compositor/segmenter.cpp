@@ -20,12 +20,6 @@ void Set(HumanBodySegHandle* handle, int32_t key, const void* value, const char*
   if (status != HUMANBODYSEG_OK) throw Error(Reason(what, status));
 }
 
-// `degrees` clockwise. 180 is a half turn.
-void Turn(const Plane<uint8_t>& source, int degrees, uint8_t* out, int out_stride) {
-  libyuv::RotatePlane(source.Row(0), static_cast<int>(source.stride()), out, out_stride, source.width(),
-                      source.height(), static_cast<libyuv::RotationMode>(degrees));
-}
-
 }  // namespace
 
 void Segmenter::HandleDeleter::operator()(HumanBodySegHandle* handle) const {
@@ -91,12 +85,12 @@ void Segmenter::Segment(const ConstFrame& frame, Segmentation& result) {
 
 void Segmenter::MakeModelFrame() {
   const int width = model_.width, height = model_.height;
-  Turn(picture_.y, rotation_, model_frame_.data(), width);
-  turned_[0].Resize(width / 2, height / 2);
-  turned_[1].Resize(width / 2, height / 2);
+  libyuv::RotatePlane(picture_.y.Row(0), static_cast<int>(picture_.y.stride()), model_frame_.data(), width,
+                      picture_.y.width(), picture_.y.height(), static_cast<libyuv::RotationMode>(rotation_));
+  for (Plane<uint8_t>& plane : turned_) plane.Resize(width / 2, height / 2);
+  Turn(picture_.u, rotation_, turned_[0]);
+  Turn(picture_.v, rotation_, turned_[1]);
   const int stride = static_cast<int>(turned_[0].stride());
-  Turn(picture_.u, rotation_, turned_[0].Row(0), stride);
-  Turn(picture_.v, rotation_, turned_[1].Row(0), stride);
   libyuv::MergeUVPlane(turned_[1].Row(0), stride, turned_[0].Row(0), stride,
                        model_frame_.data() + static_cast<ptrdiff_t>(width) * height, width, width / 2, height / 2);
 }

@@ -72,7 +72,6 @@ TEST(Blur, DoesNotShimmerInAPan) {
       }
     }
   }
-  std::printf("shimmer %f\n", std::sqrt(energy[0] / energy[1]));
   EXPECT_LE(std::sqrt(energy[0] / energy[1]), 1.5);
 }
 

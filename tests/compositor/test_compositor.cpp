@@ -47,15 +47,22 @@ TEST(Compositor, EveryMaskBelongsToItsFrame) {
   }
 }
 
-TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAlone) {
+TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAndThePictureBehindItBack) {
   fake::SetEngine(SquareEngine());
   const TestFrame frame = Bar(40);
-  TestFrame expected = Copy(frame);
+  const TestFrame expected = Copy(frame);
   Compositor(With(Grey{})).Process(expected.input(), expected.view());
-  for (const int rotation : {90, 180, 270}) {
+  const TestFrame sky(400, 400);  // above, ground below
+  sky.Paint([](int, int y) { return Yuv{y < 200 ? 180.0 : 60.0, 128, 128}; });
+  // A point of the frame far from the person that is near the upper edge of the upright picture.
+  for (const auto& [rotation, x, y] : {std::array{0, 300, 10}, {90, 10, 20}, {180, 300, 180}, {270, 310, 100}}) {
     const TestFrame out = Copy(frame);
-    Compositor(With(Grey{}, true, rotation)).Process(frame.input(), out.view());
+    Compositor compositor(With(Grey{}, true, rotation));
+    compositor.Process(frame.input(), out.view());
     EXPECT_TRUE(SamePicture(out, expected)) << rotation;
+    compositor.SetBackground(Picture{sky.input()});
+    compositor.Process(frame.input(), out.view());
+    EXPECT_NEAR(out.At(0, x, y), 180, 1) << rotation;
   }
   EXPECT_THROW(Compositor(With(Grey{}, true, 45)), std::invalid_argument);
 }

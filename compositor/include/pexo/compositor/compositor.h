@@ -32,9 +32,10 @@ struct Model {
   int height = 256;
 };
 
-// Whether frames of this upright shape are better served by the landscape network (256x144) than by the square one.
+// Whether frames of this upright shape are better served by the landscape network (256x144) than by the square one:
+// from 16:10 on. Narrower pictures reach it stretched, and the people in them.
 constexpr bool PrefersLandscapeModel(int width, int height) {
-  return 5 * width >= 7 * height;
+  return 5 * width >= 8 * height;
 }
 
 // The frame itself, blurred without the person. `strength` is the Gaussian's sigma in thousandths of the upright
@@ -50,8 +51,8 @@ struct Colour {
   uint8_t red = 0, green = 0, blue = 0;
 };
 
-// A picture, scaled to cover the frame. It is copied when it is handed over. For a moving picture hand over each of its
-// frames.
+// An upright picture, scaled to cover the frame. It is copied when it is handed over. For a moving picture hand over
+// each of its frames.
 struct Picture {
   ConstFrame frame;
 };
@@ -79,7 +80,7 @@ struct Options {
 // What a frame came to. Times are of the thread that did the work.
 struct Rendered {
   MaskView mask;               // holds until the next Finish
-  double person_fraction = 0;  // mean of the mask, 0 to 1
+  double person_fraction = 0;  // the share of the model's own mask that is at least 128
   double segment_seconds = 0;  // shrinking the frame, and the library
   double compose_seconds = 0;  // everything after it
 };

@@ -26,12 +26,14 @@ void ComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxIma
 
 // Resamples with the image library, at a half of the frame's size, or a quarter when a side has 1920 pixels. The mask's
 // rows must be tightly packed. The two bottom corners, 4x4 pixels each, keep the frame's own pixels.
-bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
+[[nodiscard]] bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+                                                float blur_strength);
 
 // Resamples with the filters of plane_filters.h, at a quarter of the frame's size, and smooths the mask first. Where
 // the doubled quarter does not reach (sizes that do not divide by 4) the luma repeats the nearest blurred pixel and the
 // chroma keeps the frame's; a frame below 4 pixels in either direction has no quarter and stays sharp.
-bool ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);
+[[nodiscard]] bool ComposeBackgroundBlurUnaligned(const QmxImage& frame, QmxImage& output, const QmxImage& mask,
+                                                  float blur_strength);
 
 }  // namespace pexo
 

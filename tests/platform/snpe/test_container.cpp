@@ -135,8 +135,9 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
 }
 
 TEST(PackedModels, AreThere) {
-  for (const auto& [name, bytes] : {std::pair("Big.dlc", 256 * 256 * 2), std::pair("Small.dlc", 256 * 256)}) {
-    const auto container = IDlContainer::open(std::string(PEXO_MODELS_DIR "/MoviePortrait") + name);
+  for (const auto& [name, bytes] :
+       {std::pair("Big", 256 * 256 * 2), std::pair("Small", 256 * 256), std::pair("SmallWide", 144 * 256)}) {
+    const auto container = IDlContainer::open(std::string(PEXO_MODELS_DIR "/MoviePortrait") + name + ".dlc");
     ASSERT_NE(container, nullptr) << "scripts/pack-models makes it: " << LastError();
     Session session(Build(container.get()));
     EXPECT_EQ(std::ssize(session.output.bytes), bytes);

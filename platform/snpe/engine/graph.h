@@ -54,6 +54,9 @@ struct Graph {
   std::vector<Node> nodes;  // in the order of execution
   int32_t input = kAbsent;
   int32_t output = kAbsent;
+  // Side of the squares of pixels that the output has as its channels, row by row: [1, h, w, block * block] stands for
+  // [1, h * block, w * block, 1].
+  size_t output_block = 1;
   std::string input_name;
   std::string output_name;
 };

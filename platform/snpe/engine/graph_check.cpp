@@ -188,47 +188,4 @@ void CheckGraph(const Graph& graph) {
   Checker(graph).Check();
 }
 
-void FoldClamps(Graph& graph) {
-  std::vector<size_t> readers(graph.tensors.size());
-  std::vector<size_t> producer(graph.tensors.size(), kNone);
-  for (const Node& node : graph.nodes) {
-    for (const int32_t input : node.inputs) {
-      if (input != kAbsent) ++readers[static_cast<size_t>(input)];
-    }
-  }
-  std::vector<Node> kept;
-  for (Node& node : graph.nodes) {
-    if (node.operation == Operation::kClamp) {
-      const auto input = static_cast<size_t>(node.inputs[0]);
-      Node* source = producer[input] != kNone ? &kept[producer[input]] : nullptr;
-      const bool convolution = source != nullptr && (source->operation == Operation::kConvolution ||
-                                                     source->operation == Operation::kDepthwiseConvolution ||
-                                                     source->operation == Operation::kTransposeConvolution);
-      const float min = convolution ? std::max(source->min, node.min) : 0.0f;
-      const float max = convolution ? std::min(source->max, node.max) : 0.0f;
-      // Bounds that do not overlap stay two steps: one clamp cannot stand for them.
-      if (convolution && readers[input] == 1 && min < max) {
-        source->min = min;
-        source->max = max;
-        source->output = node.output;
-        producer[static_cast<size_t>(node.output)] = producer[input];
-        producer[input] = kNone;
-        continue;
-      }
-    }
-    producer[static_cast<size_t>(node.output)] = kept.size();
-    kept.push_back(std::move(node));
-  }
-  graph.nodes = std::move(kept);
-}
-
-void DropFinalLogistic(Graph& graph) {
-  // In a checked graph everything serves the output, so its producer is the last node.
-  Require(graph.nodes.back().operation == Operation::kLogistic, "the model does not end with a logistic function");
-  const int32_t argument = graph.nodes.back().inputs[0];
-  Require(argument != graph.input, "the model has nothing before its logistic function");
-  graph.output = argument;
-  graph.nodes.pop_back();
-}
-
 }  // namespace pexo::engine

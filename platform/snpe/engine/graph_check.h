@@ -1,4 +1,4 @@
-// Examines and simplifies graphs.
+// Examines graphs.
 #ifndef PEXO_ENGINE_GRAPH_CHECK_H_
 #define PEXO_ENGINE_GRAPH_CHECK_H_
 
@@ -10,14 +10,6 @@ namespace pexo::engine {
 // nothing is left to it: operands in range and of the right kind, one producer for each tensor, nodes after what they
 // read, no node and no input without use, every shape equal to the one inferred, sizes within bounds.
 void CheckGraph(const Graph& graph);
-
-// Merges each clamp of a convolution's result into the convolution's own bounds. Needs a checked graph and keeps it
-// one.
-void FoldClamps(Graph& graph);
-
-// Leaves out the logistic function at the graph's end, so that its argument becomes the output. Throws Error if the
-// graph ends otherwise. Needs a checked graph and keeps it one.
-void DropFinalLogistic(Graph& graph);
 
 }  // namespace pexo::engine
 

@@ -35,18 +35,37 @@ Line MakeLine(const Head& head, const Quantization* quantization) {
           .high = static_cast<float>(std::min(255.0 / step + zero, 255.0))};
 }
 
+// Calls store(pixel, x) for every pixel of the output, in an order of its own.
+template <typename Store>
+void ForEachPixel(const ModelOutput& model, Store store) {
+  const float* from = model.values.data();
+  const size_t count = model.values.size();
+  if (model.block == 1) {
+    for (size_t i = 0; i < count; ++i) store(i, from[i]);
+    return;
+  }
+  const size_t width = model.width;
+  for (size_t row = 0; row < count; row += 2 * width) {
+    for (size_t i = 0; i < width; i += 2) {
+      const float* square = from + row + 2 * i;
+      store(row + i, square[0]);
+      store(row + i + 1, square[1]);
+      store(row + width + i, square[2]);
+      store(row + width + i + 1, square[3]);
+    }
+  }
+}
+
 // Calls store(index, value) for every value of the output.
 template <typename Store>
-void ForEachValue(std::span<const float> model, HeadKind kind, const Line& line, Store store) {
-  const float* from = model.data();
-  const size_t count = model.size();
+void ForEachValue(const ModelOutput& model, HeadKind kind, const Line& line, Store store) {
   if (kind == HeadKind::kTwoScores) {
-    for (size_t i = 0; i < count; ++i) {
-      store(2 * i, line(1.0f - from[i]));
-      store(2 * i + 1, line(from[i]));
-    }
+    ForEachPixel(model, [&](size_t pixel, float x) {
+      store(2 * pixel, line(1.0f - x));
+      store(2 * pixel + 1, line(x));
+    });
   } else {
-    for (size_t i = 0; i < count; ++i) store(i, line(from[i]));
+    ForEachPixel(model, [&](size_t pixel, float x) { store(pixel, line(x)); });
   }
 }
 
@@ -82,14 +101,14 @@ void ReadInput(std::span<const float> stored, const InputTransform& transform, s
   for (size_t i = 0; i < model.size(); ++i) model[i] = stored[i] * factor + term;
 }
 
-void WriteOutput(std::span<const float> model, const Head& head, const Quantization& quantization,
+void WriteOutput(const ModelOutput& model, const Head& head, const Quantization& quantization,
                  std::span<uint8_t> stored) {
   uint8_t* to = stored.data();
   ForEachValue(model, head.kind, MakeLine(head, &quantization),
                [to](size_t i, float value) { to[i] = static_cast<uint8_t>(static_cast<int32_t>(value)); });
 }
 
-void WriteOutput(std::span<const float> model, const Head& head, std::span<float> stored) {
+void WriteOutput(const ModelOutput& model, const Head& head, std::span<float> stored) {
   float* to = stored.data();
   ForEachValue(model, head.kind, MakeLine(head, nullptr), [to](size_t i, float value) { to[i] = value; });
 }

@@ -47,12 +47,19 @@ void ReadInput(std::span<const uint8_t> stored, const Quantization& quantization
                std::span<float> model);
 void ReadInput(std::span<const float> stored, const InputTransform& transform, std::span<float> model);
 
-// The model's output into buffers at the border: HeadChannels() values for each of the model's, limited to 0 to 255, a
-// NaN counting as the lower limit of the calculation. Integers are rounded to the nearest, halves up, and limited to
+// A model's output, row by row: of pixels, or of squares of 2 x 2 pixels.
+struct ModelOutput {
+  std::span<const float> values;
+  size_t width = 1;  // pixels in a row
+  size_t block = 1;  // pixels along each side of a square, 1 or 2
+};
+
+// The model's output into buffers at the border, row by row: HeadChannels() values for each pixel, limited to 0 to 255,
+// a NaN counting as the lower limit of the calculation. Integers are rounded to the nearest, halves up, and limited to
 // what 8 bits hold.
-void WriteOutput(std::span<const float> model, const Head& head, const Quantization& quantization,
+void WriteOutput(const ModelOutput& model, const Head& head, const Quantization& quantization,
                  std::span<uint8_t> stored);
-void WriteOutput(std::span<const float> model, const Head& head, std::span<float> stored);
+void WriteOutput(const ModelOutput& model, const Head& head, std::span<float> stored);
 
 }  // namespace pexo::engine
 

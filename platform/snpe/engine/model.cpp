@@ -6,6 +6,7 @@
 #include "engine/error.h"
 #include "engine/graph_check.h"
 #include "engine/graph_cost.h"
+#include "engine/graph_rewrite.h"
 #include "engine/tflite_reader.h"
 
 namespace pexo::engine {
@@ -47,15 +48,21 @@ void CheckNames(const Container& container) {
 
 }  // namespace
 
-Graph ReadGraph(const Container& container) {
+void PrepareGraph(Graph& graph, Rewrites rewrites) {
+  FoldClamps(graph);
+  if (rewrites == Rewrites::kAll) RewriteForSpeed(graph);
+  CheckGraph(graph);
+  CheckCost(graph);
+}
+
+Graph ReadGraph(const Container& container, Rewrites rewrites) {
   CheckNames(container);
   Graph graph = ReadPictureGraph(container.model);
   Require(graph.input_name == container.input_name, "the model's input is not called \"", container.input_name, "\"");
   Require(graph.output_name == container.output_name, "the model's output is not called \"", container.output_name,
           "\"");
   if (container.head.kind == HeadKind::kLogitGrey) DropFinalLogistic(graph);
-  FoldClamps(graph);
-  CheckCost(graph);
+  PrepareGraph(graph, rewrites);
   return graph;
 }
 

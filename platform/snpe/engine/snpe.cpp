@@ -35,6 +35,7 @@ using zdl::DlSystem::UserBufferMap;
 
 constexpr int kMaxThreads = 16;
 std::atomic<int> threads_per_network{1};
+std::atomic<bool> rewrites_wanted{true};
 thread_local double last_invoke_seconds = 0.0;
 
 class HostContainer final : public zdl::DlContainer::IDlContainer {
@@ -58,7 +59,9 @@ class Attributes final : public IBufferAttributes {
 class HostNetwork final : public zdl::SNPE::SNPE {
  public:
   HostNetwork(const Container& container, bool user_buffers)
-      : network_(ReadGraph(container), threads_per_network.load(std::memory_order_relaxed)),
+      : network_(
+            ReadGraph(container, rewrites_wanted.load(std::memory_order_relaxed) ? Rewrites::kAll : Rewrites::kNone),
+            threads_per_network.load(std::memory_order_relaxed)),
         transform_(container.transform),
         head_(container.head),
         user_buffers_(user_buffers),
@@ -89,10 +92,11 @@ class HostNetwork final : public zdl::SNPE::SNPE {
       const auto start = std::chrono::steady_clock::now();
       network_.Invoke();
       last_invoke_seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+      const ModelOutput result{network_.Output(), network_.OutputShape()[2], network_.OutputBlock()};
       if (to.IsFloat()) {
-        WriteOutput(network_.Output(), head_, to.Floats());
+        WriteOutput(result, head_, to.Floats());
       } else {
-        WriteOutput(network_.Output(), head_, to.GetQuantization(), to.Integers());
+        WriteOutput(result, head_, to.GetQuantization(), to.Integers());
       }
       return true;
     });
@@ -244,6 +248,10 @@ zdl::DlSystem::Version_t zdl::SNPE::SNPEFactory::getLibraryVersion() {
 
 void pexoHostEngineSetThreads(int threads) {
   threads_per_network.store(std::clamp(threads, 1, kMaxThreads), std::memory_order_relaxed);
+}
+
+void pexoHostEngineSetRewrites(int wanted) {
+  rewrites_wanted.store(wanted != 0, std::memory_order_relaxed);
 }
 
 double pexoHostEngineLastInvokeSeconds(void) {

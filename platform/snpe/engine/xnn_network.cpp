@@ -158,6 +158,12 @@ XnnNetwork::XnnNetwork(Graph graph, int threads)
   Check(xnn_setup_runtime(runtime, 2, values), "set up the runtime");
 }
 
+Shape XnnNetwork::OutputShape() const {
+  Shape shape = graph_.tensors[static_cast<size_t>(graph_.output)].shape;
+  if (graph_.output_block == 1) return shape;
+  return {shape[0], shape[1] * graph_.output_block, shape[2] * graph_.output_block, 1};
+}
+
 void XnnNetwork::Invoke() {
   Check(xnn_invoke_runtime(runtime_.get()), "run");
 }

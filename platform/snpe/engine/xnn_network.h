@@ -21,10 +21,13 @@ class XnnNetwork {
   // at least 1, the caller's thread among them. Throws Error if XNNPACK refuses the graph.
   XnnNetwork(Graph graph, int threads);
 
-  const Shape& InputShape() const { return InputTensor().shape; }
-  const Shape& OutputShape() const { return OutputTensor().shape; }
+  const Shape& InputShape() const { return graph_.tensors[static_cast<size_t>(graph_.input)].shape; }
+  // Of the picture that the output stands for, whatever the squares that its pixels come in.
+  Shape OutputShape() const;
+  size_t OutputBlock() const { return graph_.output_block; }
 
-  // The elements of the input, to be written before Invoke, and of the output, to be read after it; row-major.
+  // The elements of the input, to be written before Invoke, and of the output, to be read after it; row-major. The
+  // output's are squares of OutputBlock() pixels on each side.
   std::span<float> Input() { return std::span(input_).first(input_.size() - kPadding); }
   std::span<const float> Output() const { return std::span(output_).first(output_.size() - kPadding); }
 
@@ -42,9 +45,6 @@ class XnnNetwork {
   };
   template <typename Handle>
   using Owner = std::unique_ptr<std::remove_pointer_t<Handle>, Deleter>;
-
-  const Tensor& InputTensor() const { return graph_.tensors[static_cast<size_t>(graph_.input)]; }
-  const Tensor& OutputTensor() const { return graph_.tensors[static_cast<size_t>(graph_.output)]; }
 
   // Destroyed from the last to the first: the runtime goes before the threads and the memory it uses.
   Graph graph_;

@@ -121,7 +121,8 @@ TEST(Interface, ComputesTheModelInEveryEncoding) {
 TEST(Interface, HeadsRoundAndLimit) {
   std::vector<uint8_t> levels(5);
   const engine::Head identity{HeadKind::kLogitGrey, 0, 255};
-  engine::WriteOutput(std::vector<float>{0.5f, 254.5f, -800, 360, NAN}, identity, {}, levels);
+  const std::vector<float> values{0.5f, 254.5f, -800, 360, NAN};
+  engine::WriteOutput({values}, identity, {}, levels);
   EXPECT_EQ(levels, (std::vector<uint8_t>{1, 255, 0, 255, 0}));
 }
 

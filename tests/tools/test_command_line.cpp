@@ -18,6 +18,18 @@ TEST_F(PortraitCommandLine, WrongOnesAreRefusedBeforeAnyWork) {
       {"--camera left in.png out.png", "left"},
       {"--frobnicate in.png out.png", "--frobnicate"},
       {"in.png out.gif", "out.gif"},
+      {"--effect blur --background blur in.png out.png", "not both"},
+      {"--effect blur --mask-out mask.png in.png out.png", "--mask-out"},
+      {"--background blur:0 in.png out.png", "'0'"},
+      {"--background nowhere.png in.png out.png", "nowhere.png"},
+      {"--background none in.png out.jpg", ".png"},
+      {"--calm 2 in.png out.png", "'2'"},
+      {"--size 1x1 in.png out.png", "'1x1'"},
+      {"--from 2 --to 1 in.mp4 out.mp4", "--to"},
+      {"in.mp4 -", "--format"},
+      {"in.mp4 out.txt", "out.txt"},
+      {"--background none in.mp4 out.mp4", ".webm"},
+      {"--codec vp8 in.mp4 out.mp4", "vp8"},
       {"in.png 'line\nbreak'", "line?break"},
   };
   for (const auto& [words, subject] : cases) EXPECT_EQ(Portrait(words, 2, subject), "");
@@ -55,7 +67,8 @@ TEST_F(PortraitCommandLine, WhatFailsIsNamedAndNothingIsWritten) {
       {"in.png absent/out.png", "absent/out.png: "},
       {"--model absent.dlc in.png kept.png", "absent.dlc: "},
       {"--model pipe.dlc in.png kept.png", "pipe.dlc: "},
-      {"--model in.png in.png kept.png", "in.png: the model cannot be loaded (status 2): not a container"},
+      {"--model in.png in.png kept.png", "in.png: the model cannot be loaded: not a container"},
+      {"--effect blur --model in.png in.png kept.png", "in.png: the model cannot be loaded (status 2): not a container"},
       {"--model " + long_name + " in.png kept.png", "longer than 127"},
   };
   for (const auto& [words, subject] : cases) EXPECT_EQ(Portrait("--quiet " + words, 1, subject), "");

@@ -34,18 +34,6 @@ AVRational ScaledAspect(AVRational aspect, Size from, Size to) {
   return av_mul_q(aspect, av_mul_q(columns, rows));
 }
 
-AvFrame Turn(const AVFrame& frame, int degrees) {
-  const bool swaps = degrees % 180 != 0;
-  AvFrame turned = NewFrame(swaps ? frame.height : frame.width, swaps ? frame.width : frame.height, AV_PIX_FMT_YUV420P);
-  if (av_frame_copy_props(turned.get(), &frame) < 0) throw std::bad_alloc();
-  if (swaps && frame.sample_aspect_ratio.num > 0) turned->sample_aspect_ratio = av_inv_q(frame.sample_aspect_ratio);
-  libyuv::I420Rotate(frame.data[0], frame.linesize[0], frame.data[1], frame.linesize[1], frame.data[2],
-                     frame.linesize[2], turned->data[0], turned->linesize[0], turned->data[1], turned->linesize[1],
-                     turned->data[2], turned->linesize[2], frame.width, frame.height,
-                     static_cast<libyuv::RotationMode>(degrees));
-  return turned;
-}
-
 }  // namespace
 
 AVColorSpace MatrixOf(const AVFrame& frame) {
@@ -83,6 +71,19 @@ AvFrame PadFrame(const AVFrame& frame, int column_multiple) {
   return padded;
 }
 
+AvFrame TurnFrame(const AVFrame& frame, int degrees) {
+  if (degrees == 0) return Own(av_frame_clone(&frame));
+  const bool swaps = degrees % 180 != 0;
+  AvFrame turned = NewFrame(swaps ? frame.height : frame.width, swaps ? frame.width : frame.height, AV_PIX_FMT_YUV420P);
+  if (av_frame_copy_props(turned.get(), &frame) < 0) throw std::bad_alloc();
+  if (swaps && frame.sample_aspect_ratio.num > 0) turned->sample_aspect_ratio = av_inv_q(frame.sample_aspect_ratio);
+  libyuv::I420Rotate(frame.data[0], frame.linesize[0], frame.data[1], frame.linesize[1], frame.data[2],
+                     frame.linesize[2], turned->data[0], turned->linesize[0], turned->data[1], turned->linesize[1],
+                     turned->data[2], turned->linesize[2], frame.width, frame.height,
+                     static_cast<libyuv::RotationMode>(degrees));
+  return turned;
+}
+
 FilmFrames::FilmFrames(std::optional<Size> size, int turn, std::function<void(const std::string&)> tell)
     : size_(size), turn_(turn), tell_(std::move(tell)) {}
 
@@ -109,7 +110,7 @@ AvFrame FilmFrames::Prepare(AvFrame frame) {
       frame->sample_aspect_ratio = ScaledAspect(frame->sample_aspect_ratio, before, *size_);
     }
   }
-  return turn_ == 0 ? std::move(frame) : Turn(*frame, turn_);
+  return TurnFrame(*frame, turn_);
 }
 
 }  // namespace pexo::media

@@ -27,6 +27,9 @@ int StoredRotation(const AVStream& video);
 // pixels.
 AvFrame PadFrame(const AVFrame& frame, int column_multiple);
 
+// A planar 4:2:0 frame turned clockwise by quarter turns, in degrees; by none it shares the frame's pixels.
+AvFrame TurnFrame(const AVFrame& frame, int degrees);
+
 // Makes every frame planar 8-bit 4:2:0 of one size. The bytes of frames that are so already stay as they are; the
 // others keep range and matrix, and RGB becomes limited range.
 class FilmFrames {

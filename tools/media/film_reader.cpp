@@ -198,6 +198,7 @@ bool FilmReader::PlaceInTime(AVFrame& frame) {
   }
   frame.pts = time - av_rescale_q(shift_, AV_TIME_BASE_Q, video_->time_base);
   frame.pkt_duration = last_duration_;
+  frame.time_base = video_->time_base;
   frame.pict_type = AV_PICTURE_TYPE_NONE;  // the next encoder decides by itself
   return true;
 }
@@ -231,15 +232,6 @@ void FilmReader::NoteEndOfFile() {
 
 void FilmReader::NoteDamage(const std::string& what) {
   if (damage_.empty()) damage_ = what;
-}
-
-void FilmReader::Rewind() {
-  const int result = avformat_seek_file(container_.get(), video_->index, std::numeric_limits<int64_t>::min(),
-                                        OrZero(video_->start_time), OrZero(video_->start_time), 0);
-  if (result < 0) throw tools::Failure(path_ + ": cannot be shown again from its beginning: " + AvReason(result));
-  avcodec_flush_buffers(decoder_.get());
-  flushing_ = is_at_end_ = false;
-  last_time_ = AV_NOPTS_VALUE;
 }
 
 }  // namespace pexo::media

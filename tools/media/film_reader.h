@@ -24,7 +24,7 @@ struct FilmSource {
 };
 
 // One of the two: a decoded frame, or a packet of a stream that is only to be copied. Times are in the time base of the
-// stream; with FilmSource::from they count from there.
+// stream, which frames carry; with FilmSource::from they count from there.
 struct FilmItem {
   AvFrame frame;
   AvPacket packet;
@@ -52,9 +52,6 @@ class FilmReader {
 
   // What was wrong with the film up to now, as the end of a sentence; empty if nothing was.
   const std::string& damage() const { return damage_; }
-
-  // Starts again at the first frame. Throws tools::Failure when the film cannot be rewound.
-  void Rewind();
 
  private:
   struct ContainerDeleter {

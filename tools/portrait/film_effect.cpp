@@ -32,12 +32,12 @@ media::AvFrame FromCamera(CameraFrame& camera, const AVFrame& original) {
 }  // namespace
 
 FilmEffect::FilmEffect(const EffectSettings& settings, const std::string& model_path, StageTimes& times)
-    : renderer_(settings, model_path), times_(times) {}
+    : renderer_(settings, model_path), column_multiple_(ColumnMultiple(settings.effect)), times_(times) {}
 
 void FilmEffect::Render(media::AvFrame frame, const Take& take) {
   if (frame != nullptr) {
-    last_ = media::PadFrame(*frame, renderer_.ColumnMultiple());
-    if (!camera_frame_) camera_frame_.emplace(last_->width, last_->height, renderer_.ColumnMultiple());
+    last_ = media::PadFrame(*frame, column_multiple_);
+    if (!camera_frame_) camera_frame_.emplace(last_->width, last_->height, column_multiple_);
     inside_.push_back(std::move(frame));
     Process(take);
   } else {

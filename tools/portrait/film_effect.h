@@ -27,6 +27,7 @@ class FilmEffect : public FilmRenderer {
   void Process(const Take& take);
 
   Renderer renderer_;
+  int column_multiple_;
   StageTimes& times_;
   std::optional<CameraFrame> camera_frame_;
   std::deque<media::AvFrame> inside_;  // the frames that the library has not given back

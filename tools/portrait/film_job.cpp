@@ -201,7 +201,7 @@ class FilmRun {
 
 }  // namespace
 
-void RenderFilm(const FilmJob& job) {
+void RunFilmJob(const FilmJob& job) {
   FilmRun(job).Run();
 }
 

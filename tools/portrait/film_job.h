@@ -29,7 +29,7 @@ struct FilmJob {
 
 // Reads, renders and writes at the same time, in a thread each. Throws tools::UsageError, tools::Failure - also when
 // the film was damaged and what could be read is written - and tools::Interrupted.
-void RenderFilm(const FilmJob& job);
+void RunFilmJob(const FilmJob& job);
 
 }  // namespace pexo::portrait
 

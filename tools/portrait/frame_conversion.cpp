@@ -14,9 +14,13 @@ namespace pexo::portrait {
 namespace {
 
 // Full-range BT.601, as pictures have it and the library takes it; so are YUV pictures that state nothing else.
-media::AvFrame Convert(const AVFrame& from, AVPixelFormat format) {
+media::AvFrame Convert(const AVFrame& from, AVPixelFormat format, media::Size size) {
   constexpr AVColorSpace kBt601 = AVCOL_SPC_BT470BG;
-  return media::FrameConverter().Convert(from, kBt601, {from.width, from.height, format, media::Levels::kFull, kBt601});
+  return media::FrameConverter().Convert(from, kBt601, {size.width, size.height, format, media::Levels::kFull, kBt601});
+}
+
+media::AvFrame Convert(const AVFrame& from, AVPixelFormat format) {
+  return Convert(from, format, {from.width, from.height});
 }
 
 void FlattenOverWhite(AVFrame& rgba) {
@@ -76,7 +80,7 @@ media::AvFrame PadToEven(const AVFrame& rgba) {
 
 }  // namespace
 
-CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple) {
+CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple, std::optional<media::Size> size) {
   const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
   const bool has_alpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
   const Orientation orientation = OrientationOf(picture);
@@ -94,7 +98,14 @@ CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple) {
     height = rgba->height;
     rgba = PadToEven(*rgba);
   }
-  const media::AvFrame nv21 = Convert(rgba != nullptr ? *rgba : picture, AV_PIX_FMT_NV21);
+  media::AvFrame nv21 = Convert(rgba != nullptr ? *rgba : picture, AV_PIX_FMT_NV21);
+  if (size) {
+    nv21->width = width;
+    nv21->height = height;
+    width = size->width;
+    height = size->height;
+    nv21 = Convert(*nv21, AV_PIX_FMT_NV21, *size);
+  }
   CameraFrame frame(width, height, column_multiple);
   media::CopyAndPad({nv21->data[0], nv21->linesize[0], width, height},
                     {frame.luma(), frame.width(), frame.width(), frame.height()}, 1);

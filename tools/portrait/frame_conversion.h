@@ -2,13 +2,16 @@
 #ifndef PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_
 #define PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_
 
+#include <optional>
+
 #include "camera_frame.h"
-#include "media/av_types.h"
+#include "media/film_frames.h"
 
 namespace pexo::portrait {
 
-// The picture upright, transparent pixels over white, as a frame whose width is a multiple of `column_multiple`.
-CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple);
+// The picture upright, scaled to `size` if there is one, transparent pixels over white, as a frame whose width is a
+// multiple of `column_multiple`.
+CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple, std::optional<media::Size> size = {});
 
 // The frame without its padding in another pixel format (YUV formats in full range).
 media::AvFrame PictureFromFrame(CameraFrame& frame, AVPixelFormat format);

@@ -10,6 +10,7 @@
 #include <pexo/humanbodyseg.h>
 
 #include "common/failure.h"
+#include "library_log.h"
 
 namespace pexo::portrait {
 namespace {
@@ -18,17 +19,34 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxPath = HUMANBODYSEG_MODEL_PATH_MAX;
 
-std::string PathOf(const std::string& model) {
-  if (model != "big" && model != "small") return model;
-  const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path() / "models";
-  const fs::path file = folder / (model == "big" ? "MoviePortraitBig.dlc" : "MoviePortraitSmall.dlc");
-  return file.native().size() <= kMaxPath ? file : fs::proximate(file);
+struct Known {
+  const char* word;
+  const char* file;
+  media::Size size;
+};
+constexpr Known kKnown[] = {{"big", "MoviePortraitBig.dlc", {256, 256}},
+                            {"small", "MoviePortraitSmall.dlc", {256, 256}},
+                            {"wide", "MoviePortraitSmallWide.dlc", {256, 144}}};
+
+compositor::Model Locate(const std::string& word) {
+  for (const Known& known : kKnown) {
+    if (word != known.word) continue;
+    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path() / "models";
+    const fs::path file = folder / known.file;
+    return {file.native().size() <= kMaxPath ? file : fs::proximate(file), known.size.width, known.size.height};
+  }
+  // The input's size is only in the container; a good guess costs nothing, as the library scales what does not fit.
+  const bool is_wide = fs::path(word).filename().string().find("Wide") != std::string::npos;
+  const media::Size size = is_wide ? media::Size{256, 144} : media::Size{256, 256};
+  return {word, size.width, size.height};
 }
 
 }  // namespace
 
-std::string FindModel(const std::string& model) {
-  const std::string path = PathOf(model);
+compositor::Model FindModel(const std::string& word, media::Size upright) {
+  const bool is_wide = compositor::PrefersLandscapeModel(upright.width, upright.height);
+  compositor::Model model = Locate(word != "auto" ? word : is_wide ? "wide" : "small");
+  const std::string& path = model.path;
   if (path.size() > kMaxPath) {
     throw tools::Failure(path + ": the model's path is longer than " + std::to_string(kMaxPath) + " characters");
   }
@@ -37,7 +55,13 @@ std::string FindModel(const std::string& model) {
   }
   // Opening a named pipe would wait for somebody to write to it.
   if (!fs::is_regular_file(path)) throw tools::Failure(path + ": the model is not a regular file");
-  return path;
+  return model;
+}
+
+tools::Failure ModelFailure(const std::string& path, const std::string& status) {
+  std::string reason = EngineReason();
+  if (reason.starts_with(path + ": ")) reason.erase(0, path.size() + 2);
+  return tools::Failure(path + ": the model cannot be loaded" + status + (reason.empty() ? "" : ": " + reason));
 }
 
 }  // namespace pexo::portrait

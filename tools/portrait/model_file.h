@@ -1,13 +1,22 @@
 #ifndef PEXO_TOOLS_PORTRAIT_MODEL_FILE_H_
 #define PEXO_TOOLS_PORTRAIT_MODEL_FILE_H_
 
+#include <pexo/compositor/compositor.h>
+
 #include <string>
+
+#include "common/failure.h"
+#include "media/film_frames.h"
 
 namespace pexo::portrait {
 
-// The path of a model for PARAM_MODEL_PATH. `model` is a path, or "big" or "small" for the files in models/ beside the
-// program. Throws Failure unless it is a regular file that can be read, at a path that the library takes.
-std::string FindModel(const std::string& model);
+// A model for PARAM_MODEL_PATH. `word` is a path, or the word for one of the files in models/ beside the program:
+// "big", "small", "wide", or "auto" for the one of the last two that suits upright pictures of this size. Throws
+// tools::Failure unless it is a regular file that can be read, at a path that the library takes.
+compositor::Model FindModel(const std::string& word, media::Size upright);
+
+// What to throw when the library has refused a model: with what the engine said about it. `status` may be empty.
+tools::Failure ModelFailure(const std::string& path, const std::string& status);
 
 }  // namespace pexo::portrait
 

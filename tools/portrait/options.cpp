@@ -50,31 +50,44 @@ media::Size ParseSize(const std::string& word) {
 Options ParseOptions(int argc, char** argv) {
   using tools::OptionKind;
   Options options;
+  bool has_background = false;
+  const auto option = [](const char* name, auto& target, auto parse) {
+    return tools::Option{name, OptionKind::kValue, [&target, parse](const std::string& word) { target = parse(word); }};
+  };
+  const auto word_option = [&option](const char* name, auto& target) {
+    return option(name, target, [](const std::string& word) {
+      if (word.empty()) throw tools::UsageError("takes no empty word");
+      return word;
+    });
+  };
   const auto action_option = [&options](const char* name, Action action) {
     return tools::Option{name, OptionKind::kLast, [&options, action](const std::string&) { options.action = action; }};
   };
-  const auto set_model = [&options](const std::string& model) {
-    if (model.empty()) throw tools::UsageError("takes big, small or a path, not an empty word");
-    options.model = model;
+  const auto take_background = [&](const std::string& word) {
+    options.background = ParseBackground(word);
+    has_background = true;
   };
   const tools::Option table[] = {
-      tools::ChoiceOption<int32_t>("effect", options.effect.effect,
-                                   {{"colour", HUMANBODYSEG_EFFECT_COLOUR},
-                                    {"blur", HUMANBODYSEG_EFFECT_BLUR},
-                                    {"mask", HUMANBODYSEG_EFFECT_MASK}}),
-      {"model", OptionKind::kValue, set_model},
+      {"background", OptionKind::kValue, take_background},
+      tools::ChoiceOption<std::optional<int32_t>>("effect", options.effect,
+                                                  {{"colour", HUMANBODYSEG_EFFECT_COLOUR},
+                                                   {"blur", HUMANBODYSEG_EFFECT_BLUR},
+                                                   {"mask", HUMANBODYSEG_EFFECT_MASK}}),
+      word_option("model", options.model),
       tools::ChoiceOption<std::optional<int>>("rotate", options.rotation,
                                               {{"auto", {}}, {"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}),
-      tools::ChoiceOption<int32_t>("camera", options.effect.camera_direction, {{"front", 0}, {"back", 1}}),
-      tools::ChoiceOption<uint32_t>("layout", options.effect.layout_mode, {{"soft", 0}, {"hard", 1}}),
-      {"format", OptionKind::kValue, [&options](const std::string& name) { options.format = name; }},
-      {"codec", OptionKind::kValue, [&options](const std::string& name) { options.codec = name; }},
-      {"quality", OptionKind::kValue,
-       [&options](const std::string& word) { options.quality = ParseNumber(word, 0, 100); }},
-      {"from", OptionKind::kValue, [&options](const std::string& word) { options.from = ParseTime(word); }},
-      {"to", OptionKind::kValue, [&options](const std::string& word) { options.to = ParseTime(word); }},
-      {"size", OptionKind::kValue, [&options](const std::string& word) { options.size = ParseSize(word); }},
-      {"mask-out", OptionKind::kValue, [&options](const std::string& path) { options.mask_output = path; }},
+      option("size", options.size, ParseSize),
+      option("calm", options.calm, [](const std::string& word) { return ParseNumber(word, 0, 1); }),
+      tools::ChoiceOption<compositor::Edges>(
+          "edges", options.edges, {{"picture", compositor::Edges::kPicture}, {"model", compositor::Edges::kModel}}),
+      word_option("mask-out", options.mask_output),
+      tools::ChoiceOption<int32_t>("camera", options.camera_direction, {{"front", 0}, {"back", 1}}),
+      tools::ChoiceOption<uint32_t>("layout", options.layout_mode, {{"soft", 0}, {"hard", 1}}),
+      word_option("codec", options.codec),
+      option("quality", options.quality, [](const std::string& word) { return ParseNumber(word, 0, 100); }),
+      word_option("format", options.format),
+      option("from", options.from, ParseTime),
+      option("to", options.to, ParseTime),
       tools::FlagOption("stats", options.statistics),
       tools::FlagOption("verbose", options.verbose),
       tools::FlagOption("quiet", options.quiet),
@@ -82,32 +95,57 @@ Options ParseOptions(int argc, char** argv) {
       action_option("version", Action::kVersion),
   };
   const std::vector<std::string> files = tools::ParseCommandLine(argc, argv, table);
-  if (options.action == Action::kRender) std::tie(options.input, options.output) = tools::InputAndOutput(files);
+  if (options.action != Action::kRender) return options;
+  std::tie(options.input, options.output) = tools::InputAndOutput(files);
+  if (options.effect && has_background) throw tools::UsageError("one of --effect and --background, not both");
+  if (options.effect && !options.mask_output.empty()) {
+    throw tools::UsageError("--mask-out belongs to --background; --effect mask shows the mask itself");
+  }
+  if (options.from && options.to && *options.to <= *options.from) {
+    throw tools::UsageError("--to must be later than --from");
+  }
   return options;
 }
 
 const char* HelpText() {
   return R"(usage: portrait [options] INPUT OUTPUT
 
-Finds the person in a picture or a film and renders a portrait effect. A picture is a PNG, JPEG or WebP file, and is
-written as PNG or JPEG by the ending of OUTPUT (.png, .jpg, .jpeg). A film is whatever FFmpeg reads; the ending of OUTPUT
-chooses the container, and sound, subtitles, chapters and the times of the frames stay as they are.
+Finds the person in a picture or a film and changes what is behind. A picture is a PNG, JPEG or WebP file, and is written
+as PNG or JPEG by the ending of OUTPUT (.png, .jpg, .jpeg). A film is whatever FFmpeg reads; the ending of OUTPUT chooses
+the container, and sound, subtitles, chapters and the times of the frames stay as they are.
 
-  --effect colour|blur|mask  colour: the background turns grey; blur: it is blurred (default);
-                             mask: the picture shows the person's mask
-  --model big|small|PATH     the model, default big; the two are looked for in models/ beside this program
-  --rotate auto|0|90|180|270 turn the picture clockwise by this angle for the model to see the person upright
-                             (180 flips it top to bottom); the output is not turned; auto (default): as a film says
+One of two kinds: --background sets the person, with clean and calm edges, before whatever you like; --effect is the
+library's own rendering as cameras show it, exact to the byte.
+
+  --background blur[:N]      blurred, by 1 (hardly) to 100 (beyond recognition); default, with 20
+               grey          without colour
+               COLOUR        #rrggbb or a name, such as green
+               FILE          a picture, scaled to cover, or a film, which begins again after its end
+               none          transparent: .png for a picture, .webm or .mov for a film
+  --effect colour|blur|mask  colour: the background turns grey; blur: it is blurred; mask: the person's mask instead
+
+  --model auto|big|small|wide|PATH
+                             the network; auto (default with --background): wide for pictures of 1.4:1 and wider, else
+                             small; big is the default with --effect. They are looked for in models/ beside this program
+  --rotate auto|0|90|180|270 turn the picture clockwise by this angle for the model to see the person upright; the output
+                             is not turned; auto (default): as the film says
+  --size WxH                 scale the input to this size first
+
+with --background:
+  --calm 0..1                how far edges are kept from flickering; default 1 for films, 0 for pictures
+  --edges picture|model      the mask follows the edges in the picture (default), or is as the model draws it
+  --mask-out FILE            write the mask, too, as a grey picture or film
+
+with --effect:
   --camera front|back        how much of the picture a person must fill to count with --effect colour
   --layout soft|hard         soft mask edges (default), or hard ones
 
 for films:
-  --codec NAME               the encoder, or its codec: h264 (default where the container takes it), ffv1 ...
-  --quality NUMBER           in the encoder's own measure: the constant rate factor of H.264 (default 18) ...
-  --format NAME              the container's name, for INPUT or OUTPUT "-": a pipe (matroska, nut, yuv4mpegpipe ...)
-  --from TIME, --to TIME     render this part only (seconds, or 1:30.5)
-  --size WxH                 scale the film first
-  --stats                    print how long the stages of a frame took
+  --codec NAME               the encoder, or its codec; H.264 by default where the container takes it
+  --quality N                in the encoder's own measure; for H.264 the constant rate factor, 18 by default
+  --format NAME              the container, for an INPUT or OUTPUT of "-", a pipe: matroska, nut, yuv4mpegpipe ...
+  --from TIME, --to TIME     render this part only; seconds, or 1:30.5
+  --stats                    print how long each stage took for a frame, and how many frames show a person
 
   --verbose                  print the library's log on standard error
   --quiet                    print nothing on success
@@ -115,7 +153,7 @@ for films:
   --version                  the library's version
 
 Transparent pixels are shown on white. A JPEG file is turned upright as it asks to be. The exit status is 0, 1 when
-something failed, 2 when the command line is wrong, or 130 when the film was ended early by Ctrl-C; it plays up to there.
+something failed, 2 when the command line is wrong, or 130 when Ctrl-C ended a film early; the file plays up to there.
 )";
 }
 

@@ -5,8 +5,11 @@
 #include <optional>
 #include <string>
 
+#include <pexo/compositor/compositor.h>
+#include <pexo/humanbodyseg.h>
+
+#include "background_choice.h"
 #include "media/film_frames.h"
-#include "renderer.h"
 
 namespace pexo::portrait {
 
@@ -14,22 +17,30 @@ enum class Action { kRender, kHelp, kVersion };
 
 struct Options {
   Action action = Action::kRender;
-  EffectSettings effect;
-  std::string model = "big";    // "big", "small" or a path
-  std::optional<int> rotation;  // none: as the film says
-  // Of films alone.
+  std::string input;                 // "-": a pipe
+  std::string output;                // "-": a pipe
+  std::optional<int32_t> effect;     // none: the background
+  BackgroundChoice background;       // blurred
+  std::optional<std::string> model;  // a word or a path
+  std::optional<int> rotation;       // none: as the file says
+  std::optional<media::Size> size;
+  // Of effects.
+  int32_t camera_direction = 0;
+  uint32_t layout_mode = 0;
+  // Of backgrounds.
+  std::optional<double> calm;
+  compositor::Edges edges = compositor::Edges::kPicture;
+  std::string mask_output;  // may be empty
+  // Of films.
   std::string format;
   std::string codec;
   std::optional<double> quality;
   std::optional<int64_t> from;  // microseconds
   std::optional<int64_t> to;
-  std::optional<media::Size> size;
-  std::string mask_output;
+  bool statistics = false;
+
   bool quiet = false;
   bool verbose = false;
-  bool statistics = false;
-  std::string input;
-  std::string output;
 };
 
 // Throws UsageError.

@@ -13,10 +13,19 @@ namespace {
 
 constexpr int kJpegQuantiser = 2;  // of 1 (largest files) to 31
 
-media::AvPacket Encode(CameraFrame& frame, PictureKind kind) {
+void SetAlpha(AVFrame& rgba, const compositor::MaskView& alpha) {
+  for (int y = 0; y < rgba.height; ++y) {
+    uint8_t* row = rgba.data[0] + static_cast<std::ptrdiff_t>(y) * rgba.linesize[0];
+    const uint8_t* mask = alpha.pixels + y * alpha.stride;
+    for (int x = 0; x < rgba.width; ++x) row[4 * x + 3] = mask[x];
+  }
+}
+
+media::AvPacket Encode(CameraFrame& frame, PictureKind kind, const compositor::MaskView* alpha) {
   const bool is_png = kind == PictureKind::kPng;
-  const AVPixelFormat format = is_png ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_YUV420P;
+  const AVPixelFormat format = !is_png ? AV_PIX_FMT_YUV420P : alpha == nullptr ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_RGBA;
   const media::AvFrame picture = PictureFromFrame(frame, format);
+  if (format == AV_PIX_FMT_RGBA) SetAlpha(*picture, *alpha);
   const AVCodec* codec = avcodec_find_encoder(is_png ? AV_CODEC_ID_PNG : AV_CODEC_ID_MJPEG);
   if (codec == nullptr) return nullptr;
   const media::AvCodecContext context = media::Own(avcodec_alloc_context3(codec));
@@ -49,10 +58,10 @@ std::optional<PictureKind> PictureKindOf(const std::string& path) {
   return std::nullopt;
 }
 
-void WritePicture(CameraFrame& frame, const std::string& path) {
+void WritePicture(CameraFrame& frame, const std::string& path, const compositor::MaskView* alpha) {
   const std::optional<PictureKind> kind = PictureKindOf(path);
   if (!kind) throw tools::Failure(path + ": the name must end in .png, .jpg or .jpeg");
-  const media::AvPacket packet = Encode(frame, *kind);
+  const media::AvPacket packet = Encode(frame, *kind, alpha);
   if (packet == nullptr) throw tools::Failure(path + ": the picture cannot be encoded");
   tools::ReplaceFile(path, {packet->data, static_cast<std::size_t>(packet->size)});
 }

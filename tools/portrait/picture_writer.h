@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include <pexo/compositor/frame.h>
+
 #include "frame_conversion.h"
 
 namespace pexo::portrait {
@@ -15,7 +17,8 @@ std::optional<PictureKind> PictureKindOf(const std::string& path);
 
 // Writes the frame without its padding. The file appears under its name only when it is complete; until then a file of
 // that name stays as it is. Throws Failure.
-void WritePicture(CameraFrame& frame, const std::string& path);
+// `alpha`: what becomes its transparency, as large as the frame with its padding; a JPEG file has none.
+void WritePicture(CameraFrame& frame, const std::string& path, const compositor::MaskView* alpha = nullptr);
 
 }  // namespace pexo::portrait
 

@@ -4,20 +4,9 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "library_log.h"
+#include "model_file.h"
 
 namespace pexo::portrait {
-namespace {
-
-[[noreturn]] void FailToLoad(const std::string& model_path, int32_t status) {
-  std::string reason = EngineReason();
-  if (reason.starts_with(model_path + ": ")) reason.erase(0, model_path.size() + 2);
-  throw tools::Failure(model_path + ": the model cannot be loaded (status " + std::to_string(status) + ")" +
-                       (reason.empty() ? "" : ": " + reason));
-}
-
-}  // namespace
-
 Renderer::Renderer(const EffectSettings& settings, const std::string& model_path)
     : effect_(settings.effect), handle_(pexoHumanBodySegCreate()) {
   if (handle_ == nullptr) throw std::bad_alloc();
@@ -35,7 +24,7 @@ Renderer::Renderer(const EffectSettings& settings, const std::string& model_path
   const int32_t status = pexoHumanBodySegInit(handle_.get());
   if (status != HUMANBODYSEG_OK) {
     pexoHumanBodySegUninit(handle_.get());
-    FailToLoad(model_path, status);
+    throw ModelFailure(model_path, " (status " + std::to_string(status) + ")");
   }
 }
 
@@ -72,8 +61,8 @@ int Renderer::FramesLate() const {
   }
 }
 
-int Renderer::ColumnMultiple() const {
-  return effect_ == HUMANBODYSEG_EFFECT_COLOUR ? HUMANBODYSEG_COLOUR_WIDTH_MULTIPLE : 2;
+int ColumnMultiple(int32_t effect) {
+  return effect == HUMANBODYSEG_EFFECT_COLOUR ? HUMANBODYSEG_COLOUR_WIDTH_MULTIPLE : 2;
 }
 
 }  // namespace pexo::portrait

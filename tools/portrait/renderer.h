@@ -20,6 +20,9 @@ struct EffectSettings {
   uint32_t layout_mode = 0;
 };
 
+// What the width of a frame must be a multiple of.
+int ColumnMultiple(int32_t effect);
+
 class Renderer {
  public:
   // Loads the model. Throws Failure.
@@ -36,9 +39,6 @@ class Renderer {
   CameraFrame Render(const CameraFrame& picture);
 
   int FramesLate() const;
-
-  // What the width of a frame must be a multiple of.
-  int ColumnMultiple() const;
 
  private:
   struct HandleDeleter {

@@ -68,7 +68,8 @@ TEST_F(PortraitCommandLine, WhatFailsIsNamedAndNothingIsWritten) {
       {"--model absent.dlc in.png kept.png", "absent.dlc: "},
       {"--model pipe.dlc in.png kept.png", "pipe.dlc: "},
       {"--model in.png in.png kept.png", "in.png: the model cannot be loaded: not a container"},
-      {"--effect blur --model in.png in.png kept.png", "in.png: the model cannot be loaded (status 2): not a container"},
+      {"--effect blur --model in.png in.png kept.png",
+       "in.png: the model cannot be loaded (status 2): not a container"},
       {"--model " + long_name + " in.png kept.png", "longer than 127"},
   };
   for (const auto& [words, subject] : cases) EXPECT_EQ(Portrait("--quiet " + words, 1, subject), "");

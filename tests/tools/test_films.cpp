@@ -1,8 +1,12 @@
 #include <pexo/humanbodyseg.h>
 #include <qmx/qmx_image.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
-#include <sstream>
+#include <cmath>
+#include <tuple>
+#include <utility>
 
 #include "tests/tools/films.h"
 
@@ -12,20 +16,20 @@ namespace {
 using PortraitFilms = Workplace;
 
 // The photograph before a pattern, 5 seconds with a tone.
-void MakeTalk(const std::string& name, const std::string& words = "") {
+void MakeTalk(const std::string& name, const std::string& words = "", const std::string& filter = "null") {
   Ffmpeg("-f lavfi -i testsrc2=s=160x120:r=30:d=5 -loop 1 -i '" PEXO_PHOTOGRAPH
-         "' -f lavfi -i sine -filter_complex '[1]scale=-2:120[p];[0][p]overlay=40+20*sin(t):0:shortest=1' -t 5 " +
-         words + " " + name);
+         "' -f lavfi -i sine -filter_complex '[1]scale=-2:120[p];[0][p]overlay=40+20*sin(t):0:shortest=1," +
+         filter + "' -t 5 " + words + " " + name);
 }
 
-std::string SortedLines(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  std::ranges::sort(lines);
-  std::string sorted;
-  for (const std::string& line : lines) sorted += line + "\n";
-  return sorted;
+// The program's exit status and what it says on standard error.
+struct Outcome {
+  int status;
+  std::string words;
+};
+Outcome Shell(const std::string& command) {
+  const int status = WEXITSTATUS(std::system(("timeout 60 sh -c '" + command + "' 2>../err").c_str()));
+  return {status, ReadFile("../err")};
 }
 
 // Each film through the nine functions, as an application would use them.
@@ -66,18 +70,207 @@ TEST_F(PortraitFilms, EffectsAreTheLibrarysToTheByte) {
 }
 
 TEST_F(PortraitFilms, FramesTimesAndSoundStay) {
-  MakeTalk("in.mp4", "-c:v libx264 -preset ultrafast -bf 2");
-  const std::string times = SortedLines(Times("in.mp4", "v"));
-  const std::string sound_times = Times("in.mp4", "a");
-  const std::string sound = Sound("in.mp4");
-  const std::string cases[][2] = {
-      {"--effect colour", "out.mp4"}, {"--effect blur", "out.mov"}, {"--effect mask", "out.mp4"}};
-  for (const auto& [options, output] : cases) {
-    EXPECT_EQ(Portrait(options + " --quiet in.mp4 " + output, 0, ""), "");
-    EXPECT_EQ(SortedLines(Times(output, "v")), times) << options;
-    EXPECT_EQ(Times(output, "a"), sound_times) << options;
-    EXPECT_EQ(Sound(output), sound) << options;
+  // Times are uneven.
+  MakeTalk("in.mp4", "-fps_mode vfr -enc_time_base 1/1000 -bf 2", "settb=1/1000,setpts=PTS+4*mod(N\\,3)");
+  MakeTalk("in.mkv", "-c:v libx264 -preset ultrafast -c:a libopus -frames:v 40 -t 1.3");
+  Ffmpeg("-f lavfi -i testsrc2=s=64x48:r=7:d=0.6 moving.mp4");
+  const std::string cases[][3] = {{"--effect colour", "in.mp4", "out.mp4"},
+                                  {"--effect blur", "in.mp4", "out.mov"},
+                                  {"--effect mask", "in.mp4", "out.mp4"},
+                                  {"--background blur:50", "in.mp4", "out.mp4"},
+                                  {"--background grey --edges model", "in.mp4", "out.mp4"},
+                                  {"--background \\#102030 --calm 0", "in.mp4", "out.mov"},
+                                  {"--background in.png", "in.mp4", "out.mp4"},
+                                  {"--background moving.mp4", "in.mp4", "out.mp4"},
+                                  {"--background none", "in.mp4", "out.mov"},
+                                  {"--background none", "in.mkv", "out.webm"}};
+  for (const auto& [options, input, output] : cases) {
+    EXPECT_EQ(Portrait("--quiet " + options + " " + input + " " + output, 0, ""), "");
+    EXPECT_EQ(FrameTimes(output), FrameTimes(input)) << options;
+    EXPECT_EQ(Sound(output), Sound(input)) << options;
   }
+  EXPECT_EQ(Portrait("in.mkv out.mkv 2>../words", 0, "out.mkv: 160x120, 39 frames\n"), "");
+  EXPECT_EQ(Portrait("--quiet --stats in.mkv out.mkv 2>../words", 0, ""), "");
+  for (const char* word : {"39 frames", "segment ", "compose ", "person   in 100.0 %"}) {
+    EXPECT_NE(ReadFile("../words").find(word), std::string::npos) << ReadFile("../words");
+  }
+}
+
+TEST_F(PortraitFilms, EveryFrameIsRenderedWithItsOwnMask) {
+  MakeJumps("in.mkv", 45, "-c:v ffv1");
+  for (const std::string options : {"--effect colour", "--background grey --mask-out mask.mkv"}) {
+    EXPECT_EQ(Portrait("--quiet --codec ffv1 " + options + " in.mkv out.mkv", 0, ""), "");
+    const std::vector<Jump> frames = ReadJumps("out.mkv");
+    ASSERT_EQ(frames.size(), 45u);
+    for (int i = 0; i < 45; ++i) {
+      EXPECT_EQ(frames[i].number, i) << options;
+      EXPECT_NEAR(frames[i].colour, JumpLeft(i) + kJumpPerson / 2, 14) << options << " " << i;
+    }
+  }
+  const std::vector<Jump> masks = ReadJumps("mask.mkv");
+  ASSERT_EQ(masks.size(), 45u);
+  for (int i = 0; i < 45; ++i) EXPECT_NEAR(masks[i].white, JumpLeft(i) + kJumpPerson / 2, 14) << i;
+}
+
+TEST_F(PortraitFilms, APartBeginsAtItsFirstFrame) {
+  MakeJumps("in.mp4", 90, "-c:v libx264 -g 40 -crf 10");
+  EXPECT_EQ(Portrait("--quiet --background grey --codec ffv1 --from 1.5 --to 2 in.mp4 out.mkv", 0, ""), "");
+  const std::vector<Jump> frames = ReadJumps("out.mkv");
+  ASSERT_EQ(frames.size(), 15u);
+  for (int i = 0; i < 15; ++i) EXPECT_EQ(frames[i].number, 45 + i);
+  EXPECT_EQ(FrameTimes("out.mkv").substr(0, 9), "0.000000\n");
+  const std::string sound = Probe("out.mkv", "-select_streams a -show_entries packet=pts_time");
+  EXPECT_NEAR(static_cast<double>(std::ranges::count(sound, '\n')), 0.5 * 44100 / 1024, 1);
+  EXPECT_EQ(Portrait("--quiet --size 64x32 in.mp4 out.mp4", 0, ""), "");
+  EXPECT_EQ(Probe("out.mp4", "-select_streams v -show_entries stream=width,height,nb_frames"), "64,32,90\n");
+}
+
+// The colour effect changes no luma at all.
+TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
+  const char* const cases[][3] = {{"yuv420p", "160:120", "-color_range tv -colorspace bt709"},
+                                  {"yuv420p", "97:75", "-color_range pc -colorspace smpte170m"},
+                                  {"yuv422p", "98:75", "-color_range tv"},
+                                  {"yuv444p", "97:76", "-color_range pc -aspect 2"},
+                                  {"yuv444p", "2:2", "-frames:v 2"},
+                                  {"nv12", "64:48", "-c:v rawvideo -frames:v 1"},
+                                  {"yuv420p", "64:64", "-frames:v 1"}};
+  for (const auto& [pixels, size, words] : cases) {
+    Ffmpeg(std::string("-f lavfi -i testsrc2=s=160x120:r=30:d=0.2 -vf format=yuv444p,crop=") + size +
+           ":exact=1,setsar=1 -c:v ffv1 -pix_fmt " + pixels + " " + words + " in.mkv");
+    EXPECT_EQ(Portrait("--quiet --effect colour --codec ffv1 in.mkv out.mkv", 0, ""), "");
+    const char* const kept =
+        "-count_frames -show_entries stream=width,height,color_range,color_space,sample_aspect_ratio,nb_read_frames";
+    EXPECT_EQ(Probe("out.mkv", kept), Probe("in.mkv", kept));
+    EXPECT_TRUE(RawFrames("out.mkv", "gray") == RawFrames("in.mkv", "gray")) << pixels << size;
+    EXPECT_EQ(Portrait("--quiet in.mkv out.mp4", 0, ""), "");
+    const char* const size_kept = "-count_frames -show_entries stream=width,height,nb_read_frames";
+    EXPECT_EQ(Probe("out.mp4", size_kept), Probe("in.mkv", size_kept));
+  }
+  Ffmpeg("-f lavfi -i testsrc2=s=64x48:d=0.2 -c:v ffv1 -pix_fmt yuv420p10 in.mkv");
+  EXPECT_EQ(Portrait("in.mkv out.mp4 2>../words", 0, "out.mp4: 64x48, 5 frames\n"), "");
+  EXPECT_EQ(ReadFile("../words"), "portrait: in.mkv: its 10-bit pictures are rendered in 8 bits\n");
+}
+
+// A telephone's film lies on its side, and says so.
+TEST_F(PortraitFilms, StoredRotationIsFollowedAndKept) {
+  MakeTalk("upright.mp4", "-an -frames:v 2 -crf 5");
+  EXPECT_EQ(Portrait("--quiet --background white --mask-out upright_mask.mp4 --codec ffv1 upright.mp4 out.mkv", 0, ""),
+            "");
+  const std::string upright = RawFrames("upright_mask.mp4", "gray");
+  const std::string filters[] = {"transpose=cclock", "vflip,hflip", "transpose=clock"};
+  for (int turns = 1; turns <= 3; ++turns) {
+    // The tag counts the other way round.
+    Ffmpeg("-i upright.mp4 -vf " + filters[turns - 1] + " -crf 5 lying.mp4");
+    Ffmpeg("-i lying.mp4 -c copy -metadata:s:v rotate=" + std::to_string(360 - 90 * turns) + " in.mp4");
+    const char* const rotation = "-show_entries stream=width:stream_side_data=rotation";
+    EXPECT_EQ(Portrait("--quiet --background white --mask-out mask.mp4 in.mp4 out.mp4", 0, ""), "");
+    EXPECT_EQ(Probe("out.mp4", rotation), Probe("in.mp4", rotation));
+    EXPECT_EQ(Portrait("--quiet --background white --mask-out mask.mkv in.mp4 out.mkv", 0, ""), "");
+    EXPECT_EQ(Probe("out.mkv", rotation), "160\n");  // what cannot say so stands upright
+    const std::string back = filters[3 - turns];
+    for (const std::string& mask : {RawFrames("mask.mp4", "gray", back), RawFrames("mask.mkv", "gray")}) {
+      ASSERT_EQ(mask.size(), upright.size());
+      double error = 0;
+      for (std::size_t i = 0; i < mask.size(); ++i) {
+        error += std::abs(static_cast<uint8_t>(mask[i]) - static_cast<uint8_t>(upright[i]));
+      }
+      EXPECT_LE(error / static_cast<double>(mask.size()), 3) << turns;
+    }
+  }
+}
+
+TEST_F(PortraitFilms, TransparencyIsTheMaskAndFilmsBehindGoOn) {
+  MakeTalk("in.mp4", "-frames:v 9 -an");
+  for (const auto& [output, decoder] : {std::pair("out.mov", ""), std::pair("out.webm", "-c:v libvpx-vp9")}) {
+    EXPECT_EQ(Portrait(std::string("--quiet --background none --mask-out mask.mkv in.mp4 ") + output, 0, ""), "");
+    Ffmpeg(std::string(decoder) + " -i " + output + " -vf extractplanes=a -c:v ffv1 -pix_fmt gray alpha.mkv");
+    const std::string alpha = RawFrames("alpha.mkv", "gray"), mask = RawFrames("mask.mkv", "gray");
+    ASSERT_EQ(alpha.size(), mask.size());
+    double error = 0;
+    for (std::size_t i = 0; i < mask.size(); ++i) {
+      error += std::abs(static_cast<uint8_t>(mask[i]) - static_cast<uint8_t>(alpha[i]));
+    }
+    EXPECT_LE(error / static_cast<double>(mask.size()), 2) << output;
+  }
+  // Three pictures of a tenth of a second each, round and round.
+  Ffmpeg("-f lavfi -i color=s=16x16:r=10:d=0.3,geq=lum=50+50*N:cb=128:cr=128 -c:v ffv1 -pix_fmt yuv420p moving.mkv");
+  MakeTalk("in.mkv", "-frames:v 21 -an -c:v ffv1 -pix_fmt yuv420p");
+  EXPECT_EQ(Portrait("--quiet --background moving.mkv --codec ffv1 in.mkv out.mkv", 0, ""), "");
+  const std::string frames = RawFrames("out.mkv", "gray");
+  ASSERT_EQ(frames.size(), 21u * 160 * 120);
+  for (std::size_t i = 0; i < 21; ++i) {
+    EXPECT_NEAR(static_cast<uint8_t>(frames[i * 160 * 120]), 50.0 + 50.0 * static_cast<double>(i / 3 % 3), 2) << i;
+  }
+}
+
+TEST_F(PortraitFilms, WhatCannotBecomeAFilmIsRefused) {
+  MakeTalk("in.mp4", "-frames:v 10");
+  Ffmpeg("-i in.mp4 -vn -c copy sound.m4a -i in.mp4 -map 0:v -c:v ffv1 -color_trc smpte2084 hdr.mkv");
+  WriteFile("kept.mp4", "as it was");
+  std::filesystem::create_hard_link("in.mp4", "same.mp4");
+  const std::tuple<const char*, int, const char*> cases[] = {
+      {"sound.m4a kept.mp4", 1, "sound.m4a: holds sound only"},
+      {"hdr.mkv kept.mp4", 1, "high dynamic range (PQ)"},
+      {"kept.mp4 out.mp4", 1, "kept.mp4: not a picture or a film"},
+      {"absent.mp4 kept.mp4", 1, "absent.mp4: "},
+      {"in.mp4 absent/out.mp4", 1, "absent/out.mp4: cannot be written"},
+      {"in.mp4 out.png", 1, "in.mp4: not a PNG"},
+      {"--model absent.dlc in.mp4 kept.mp4", 1, "absent.dlc: "},
+      {"in.mp4 same.mp4", 2, "same.mp4: "},
+      {"--background in.mp4 hdr.mkv same.mp4", 2, "same.mp4: "},
+      {"--mask-out kept.mp4 in.mp4 kept.mp4", 2, "kept.mp4: "},
+  };
+  for (const auto& [words, status, text] : cases) {
+    EXPECT_EQ(Portrait(std::string("--quiet ") + words, status, text), "");
+  }
+  EXPECT_EQ(Portrait("--quiet in.mp4 kept.mp4", 1, "kept.mp4: ", "ulimit -f 1; trap '' XFSZ;"), "");
+  EXPECT_EQ(ReadFile("kept.mp4"), "as it was");
+}
+
+TEST_F(PortraitFilms, OfATruncatedFilmTheBeginningIsRendered) {
+  MakeTalk("whole.mp4", "-frames:v 60 -movflags +faststart");
+  for (const std::string name : {"whole.mp4", "whole.mkv", "whole.nut", "whole.y4m"}) {
+    if (name != "whole.mp4") Ffmpeg("-i whole.mp4 -bf 0 " + name);
+    const std::string whole = ReadFile(name);
+    WriteFile("in.dat", whole.substr(0, whole.size() * 6 / 10));
+    const Outcome outcome = Shell("\"" PEXO_PORTRAIT "\" --quiet in.dat out.mkv");
+    EXPECT_EQ(outcome.status, 1) << name;
+    EXPECT_TRUE(outcome.words.starts_with("portrait: in.dat: ") && outcome.words.ends_with(" frames are written\n"))
+        << name << outcome.words;
+    const int frames =
+        std::stoi(Probe("out.mkv", "-select_streams v -count_frames -show_entries stream=nb_read_frames"));
+    EXPECT_TRUE(frames > 0 && frames < 60) << name << frames;
+    EXPECT_EQ(Portrait("--quiet " + name + " out.mkv", 0, ""), "");
+  }
+}
+
+TEST_F(PortraitFilms, PipesCarryTheSameFrames) {
+  MakeTalk("in.nut", "-frames:v 20 -an -c:v ffv1 -pix_fmt yuv420p");
+  EXPECT_EQ(Portrait("--quiet --codec ffv1 in.nut file.mkv", 0, ""), "");
+  const std::string frames = RawFrames("file.mkv", "yuv420p");
+  for (const std::string words :
+       {"--format yuv4mpegpipe - - >out.dat", "--format matroska --codec rawvideo in.nut - >out.dat"}) {
+    EXPECT_EQ(Portrait("--quiet " + words, 0, "", "<in.nut cat |"), "");
+    EXPECT_TRUE(RawFrames("out.dat", "yuv420p") == frames) << words;
+  }
+  EXPECT_EQ(Portrait("--quiet --codec ffv1 --format nut - out.mkv", 0, "", "<in.nut cat |"), "");
+  EXPECT_TRUE(RawFrames("out.mkv", "yuv420p") == frames);
+}
+
+TEST_F(PortraitFilms, AnInterruptedFilmPlaysUpToThere) {
+  MakeTalk("in.nut", "-frames:v 30 -c:v libx264 -preset ultrafast");
+  WriteFile("out.mkv", "an older one");
+  ::mkfifo("pipe", 0600);
+  // The program is waiting for more when the signal comes, or soon will be.
+  const Outcome outcome = Shell(
+      "\"" PEXO_FFMPEG "\" -v quiet -stream_loop -1 -i in.nut -c copy -f nut - >pipe & writer=$!; \"" PEXO_PORTRAIT
+      "\" --quiet --codec rawvideo - out.mkv <pipe & "
+      "until [ -n \"$(find . -name \".part-*\" -size +0)\" ]; do sleep 0.05; done; "
+      "kill -STOP $writer; kill -INT $!; wait $!; status=$?; kill -KILL $writer; exit $status");
+  EXPECT_EQ(outcome.status, 130);
+  EXPECT_TRUE(outcome.words.find("interrupted: ") != std::string::npos) << outcome.words;
+  EXPECT_GT(std::stoi(Probe("out.mkv", "-select_streams v -count_frames -show_entries stream=nb_read_frames")), 0);
+  EXPECT_EQ(Files(), "in.nut\nin.png\nout.mkv\npipe\n");
 }
 
 }  // namespace

@@ -199,6 +199,7 @@ bool FilmReader::PlaceInTime(AVFrame& frame) {
   frame.pts = time - av_rescale_q(shift_, AV_TIME_BASE_Q, video_->time_base);
   frame.pkt_duration = last_duration_;
   frame.time_base = video_->time_base;
+  frame.sample_aspect_ratio = av_guess_sample_aspect_ratio(container_.get(), video_, &frame);
   frame.pict_type = AV_PICTURE_TYPE_NONE;  // the next encoder decides by itself
   return true;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <string_view>
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -27,6 +28,13 @@ bool IsWanted(const AVStream& stream) {
     default:
       return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
   }
+}
+
+// Matroska's reader takes the delay of Opus off the times, and its writer does not put it on.
+int64_t CodecDelay(const AVOutputFormat& container, const AVStream& stream) {
+  const std::string_view name = container.name;
+  const bool is_taken_off = stream.codecpar->codec_id == AV_CODEC_ID_OPUS && (name == "matroska" || name == "webm");
+  return is_taken_off ? av_rescale_q(stream.codecpar->initial_padding, {1, 48000}, stream.time_base) : 0;
 }
 
 std::string NameOf(const AVStream& stream) {
@@ -77,11 +85,10 @@ void FilmWriter::CopyRest(const FilmReader& source, const std::function<void(con
   const AVFormatContext& container = source.container();
   for (unsigned i = 0; i < container.nb_streams; ++i) {
     const AVStream& stream = *container.streams[i];
-    copies_.push_back(-1);
-    source_time_bases_.push_back(stream.time_base);
+    Copy& copy = copies_.emplace_back();
     if (stream.index == source.video().index || !IsWanted(stream)) continue;
     if (CanHold(*muxer_->oformat, stream.codecpar->codec_type, stream.codecpar->codec_id)) {
-      copies_.back() = AddCopy(stream).index;
+      copy = {AddCopy(stream).index, stream.time_base, CodecDelay(*muxer_->oformat, stream)};
     } else {
       tell(NameOf(stream) + " is left out: the format " + muxer_->oformat->name + " cannot hold it");
     }
@@ -162,8 +169,11 @@ void FilmWriter::Write(const AVFrame& frame) {
 
 void FilmWriter::Write(AVPacket& packet) {
   const auto stream = static_cast<std::size_t>(packet.stream_index);
-  if (stream >= copies_.size() || copies_[stream] < 0) return;
-  Mux(packet, source_time_bases_[stream], copies_[stream]);
+  if (stream >= copies_.size() || copies_[stream].stream < 0) return;
+  const Copy& copy = copies_[stream];
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts += copy.shift;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts += copy.shift;
+  Mux(packet, copy.time_base, copy.stream);
 }
 
 void FilmWriter::Mux(AVPacket& packet, AVRational time_base, int stream) {

@@ -69,8 +69,13 @@ class FilmWriter {
   std::unique_ptr<AVFormatContext, MuxerDeleter> muxer_;
   std::unique_ptr<FilmEncoder> encoder_;
   AVStream* video_ = nullptr;
-  std::vector<int> copies_;  // by the source's streams: the stream of this film, or -1
-  std::vector<AVRational> source_time_bases_;
+  // By the source's streams.
+  struct Copy {
+    int stream = -1;  // of this film; -1: not copied
+    AVRational time_base{};
+    int64_t shift = 0;  // what is added to times
+  };
+  std::vector<Copy> copies_;
 };
 
 }  // namespace pexo::media

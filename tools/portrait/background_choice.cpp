@@ -18,6 +18,7 @@ extern "C" {
 namespace pexo::portrait {
 namespace {
 
+constexpr double kRounding = 1e-4;  // of times, which are sums
 constexpr double kLeastStrength = 1;
 constexpr double kMostStrength = 100;
 
@@ -76,7 +77,7 @@ MovingBackground::MovingBackground(const BackgroundChoice& choice, int rotation)
 const compositor::Background* MovingBackground::At(double seconds) {
   if (film_ == nullptr) return nullptr;
   media::AvFrame newest;
-  while (next_time_ <= seconds) {
+  while (next_time_ <= seconds + kRounding) {
     newest = std::move(next_);
     ReadNext();
   }

@@ -49,7 +49,10 @@ void RenderFilm(const Options& options) {
     job.mask_target = job.target;
     job.mask_target->path = options.mask_output;
     job.mask_target->format.clear();
-    if (std::exchange(job.mask_target->has_alpha, false)) job.mask_target->codec.clear();
+    // What fits the film's container need not fit another.
+    const auto ending = [](const std::string& path) { return std::filesystem::path(path).extension(); };
+    const bool has_alpha = std::exchange(job.mask_target->has_alpha, false);
+    if (has_alpha || ending(options.output) != ending(options.mask_output)) job.mask_target->codec.clear();
   }
   job.size = options.size;
   job.rotation = options.rotation;

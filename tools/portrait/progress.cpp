@@ -21,9 +21,9 @@ Progress::~Progress() {
 }
 
 void Progress::CountFrame() {
-  ++frames_;
-  if (!is_shown_) return;
   const Clock::time_point now = Clock::now();
+  if (++frames_ == 1) first_frame_ = now;
+  if (!is_shown_) return;
   if (now - last_shown_ < (is_terminal_ ? kTerminalInterval : kLineInterval)) return;
   last_shown_ = now;
   const std::lock_guard lock(mutex_);
@@ -33,14 +33,14 @@ void Progress::CountFrame() {
 }
 
 double Progress::FramesPerSecond() const {
-  const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-  return seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
+  if (frames_ < 2) return 0;
+  return static_cast<double>(frames_ - 1) / std::chrono::duration<double>(Clock::now() - first_frame_).count();
 }
 
 std::string Progress::Line() const {
   const double rate = FramesPerSecond();
   char text[160];
-  if (expected_ < frames_) {
+  if (expected_ < frames_ || rate <= 0) {
     std::snprintf(text, sizeof text, "frame %" PRId64 ", %.1f a second", frames_, rate);
   } else {
     const auto left = static_cast<int64_t>(static_cast<double>(expected_ - frames_) / rate + 0.5);

@@ -20,6 +20,7 @@ class Progress {
 
   void CountFrame();
   int64_t frames() const { return frames_; }
+  // Since the first frame: what comes before it is no matter of speed.
   double FramesPerSecond() const;
 
   // Whether progress is shown or not.
@@ -40,8 +41,8 @@ class Progress {
   bool has_line_ = false;
   int64_t expected_;
   int64_t frames_ = 0;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point last_shown_ = start_;
+  Clock::time_point first_frame_{};
+  Clock::time_point last_shown_ = Clock::now();
 };
 
 }  // namespace pexo::portrait

@@ -44,6 +44,7 @@ void Backdrop::Set(const Background& background) {
                         },
                         [this](const Picture& picture) {
                           CheckFrame(picture.frame);
+                          kind_ = Kind::kGrey;  // should memory run out
                           picture_.Resize(picture.frame.width, picture.frame.height);
                           scaler_.Scale(picture.frame, picture_);
                           kind_ = Kind::kReplace;

@@ -23,11 +23,7 @@ void Enlarger::Resize(int source_width, int source_height, int width, int height
       ratio.x == ratio_.x && ratio.y == ratio_.y) {
     return;
   }
-  source_width_ = source_width;
-  source_height_ = source_height;
-  width_ = width;
-  height_ = height;
-  ratio_ = ratio;
+  width_ = 0;  // should memory run out
   const auto padded = static_cast<size_t>(PaddedWidth(width));
   index_.assign(padded, 0);
   fraction_.assign(padded, 0);
@@ -54,6 +50,11 @@ void Enlarger::Resize(int source_width, int source_height, int width, int height
              .shuffle = shuffle_.data(),
              .fraction = fraction_.data()};
   ring_.Resize(static_cast<int>(padded), 2);
+  source_width_ = source_width;
+  source_height_ = source_height;
+  width_ = width;
+  height_ = height;
+  ratio_ = ratio;
 }
 
 void Enlarger::Open(Plane<int16_t>& source) {

@@ -22,7 +22,7 @@ class Enlarger {
   // Tells the sizes; keeps tables and memory while they stay.
   void Resize(int source_width, int source_height, int width, int height, Ratio ratio);
 
-  // Starts on a plane of the source size, which has to stay until the last Row.
+  // Starts on a plane of the source size, which has to stay until the last Row; the elements behind its rows are set.
   void Open(Plane<int16_t>& source);
 
   // Row y of the large plane; holds until the next call. Rows are best asked for in order.

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "plane.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "row_kernels.cpp"
 #include <hwy/foreach_target.h>  // must come before highway.h
@@ -211,7 +213,7 @@ void ForegroundRow(int width, const uint8_t* pixels, const uint8_t* mask, const 
   }
 }
 
-// Q15 with the least weight in it: at most 255 * 128 + 64.
+// Q15 with the least weight in it: 64 to 255 * 128 + 64, which is 8 * kWholeWeight.
 template <Weighting kWeighting>
 V16 WeightOf(const uint8_t* mask) {
   const V16 top = hn::Set(d16, 255);
@@ -273,7 +275,7 @@ void ReduceColumnsOf(int width, int group, float scale, T* columns, int32_t* scr
   const int lanes = static_cast<int>(hn::Lanes(d32));
   const hn::Rebind<T, D32> narrow;
   // The padding takes part in the sums.
-  const int padded = (width + 63) / 64 * 64;
+  const int padded = PaddedWidth(width);
   std::memset(columns + width, 0, static_cast<size_t>(padded - width) * sizeof(T));
   for (int x = 0; x < padded; x += lanes) {
     hn::StoreU(hn::PromoteTo(d32, hn::LoadU(narrow, columns + x)), d32, scratch + x);

@@ -70,8 +70,11 @@ enum class Weighting {
   kForeground         // q
 };
 
-// Running sums of two luma rows and the chroma row between them. A weight of 1 counts 4088, a weighted luma level 16, a
-// chroma level from the middle 16; every pixel has at least a weight of 1/511. Sixteen luma rows fit.
+// Column sums of luma rows and of the chroma rows between them. A whole weight counts kWholeWeight, and no pixel counts
+// less than 1/511 of it; a level at whole weight counts kWeightedLevel, chroma levels from the middle. Sixteen luma
+// rows fit.
+inline constexpr float kWholeWeight = 4088;
+inline constexpr float kWeightedLevel = kWholeWeight / 256;
 struct ColumnSums {
   uint16_t* weight;
   uint16_t* luma;

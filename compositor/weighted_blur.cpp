@@ -22,10 +22,8 @@ void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma
     std::fill_n(chroma_columns_.Row(i), chroma_columns_.width(), int16_t{0});
   }
   if (width == width_ && height == height_ && weighting == weighting_ && sigma == sigma_) return;
+  width_ = 0;  // should memory run out
   weighting_ = weighting;
-  width_ = width;
-  height_ = height;
-  sigma_ = sigma;
   ChooseScale(sigma);
   const int small_width = (width + block_ - 1) / block_, small_height = (height + block_ - 1) / block_;
   columns_.Resize(width, 2);
@@ -44,6 +42,9 @@ void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma
     const double ratio = static_cast<double>(block_) / divisor;
     enlarged_[i].Resize(small_width, small_height, width / divisor, height / divisor, {ratio, ratio});
   }
+  width_ = width;
+  height_ = height;
+  sigma_ = sigma;
 }
 
 // The variances of the block means, of the enlarging and of the three box means add up to sigma's.
@@ -82,13 +83,14 @@ void WeightedBlur::Reduce(int small_row, int rows) {
   if (rows <= kMostRows) {
     for (Plane<float>& plane : sums_) std::fill_n(plane.Row(small_row), plane.width(), 0.0f);
   }
-  // So that a weight of 1 everywhere gives 1, and weighted pixels are levels.
-  const float area = static_cast<float>(block_ * block_);
-  const float weight_scale = 1 / (4088 * area);
+  // So that a block of whole weight has 1, and its pixels levels.
+  const float weight_scale = 1 / (kWholeWeight * static_cast<float>(block_ * block_));
+  const float luma_scale = weight_scale * kWholeWeight / kWeightedLevel;
+  const float chroma_scale = 4 * luma_scale;  // a quarter of the samples
   ReduceColumns(width_, block_, weight_scale, columns_.Row(0), scratch_.Row(0), sums_[0].Row(small_row));
-  ReduceColumns(width_, block_, weight_scale * 256, columns_.Row(1), scratch_.Row(0), sums_[1].Row(small_row));
+  ReduceColumns(width_, block_, luma_scale, columns_.Row(1), scratch_.Row(0), sums_[1].Row(small_row));
   for (int i = 0; i < 2; ++i) {
-    ReduceColumns(width_ / 2, block_ / 2, weight_scale * 1024, chroma_columns_.Row(i), scratch_.Row(0),
+    ReduceColumns(width_ / 2, block_ / 2, chroma_scale, chroma_columns_.Row(i), scratch_.Row(0),
                   sums_[2 + i].Row(small_row));
   }
 }

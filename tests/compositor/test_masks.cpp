@@ -31,8 +31,9 @@ TEST(MaskRefiner, FindsTheEdgeByLumaOrByChroma) {
                {Range::kLimited, {40, 0, 0}},
                {Range::kFull, {0, 40, 0}},
                {Range::kLimited, {0, 0, 40}}};
-  for (const auto& [range, contrast] : cases) {
-    TestFrame frame(kWidth, kHeight, Layout::kI420, 0, range);
+  for (const auto& each : cases) {
+    const Yuv& contrast = each.contrast;
+    const TestFrame frame(kWidth, kHeight, Layout::kI420, 0, each.range);
     frame.Paint([&](int x, int y) {
       const double q = static_cast<double>(truth.At(x, y));
       return Yuv{100 + q * contrast.y, 110 + q * contrast.u, 130 + q * contrast.v};

@@ -95,19 +95,7 @@ void WeightedBlur::Reduce(int small_row, int rows) {
   }
 }
 
-// Blocks that the frame fills in part count as if they were full: only then can weights be compared.
-void WeightedBlur::EvenOutBorders() {
-  const int small_width = sums_[0].width(), small_height = sums_[0].height();
-  const float right = static_cast<float>(block_) / static_cast<float>(width_ - (small_width - 1) * block_);
-  const float bottom = static_cast<float>(block_) / static_cast<float>(height_ - (small_height - 1) * block_);
-  for (Plane<float>& plane : sums_) {
-    for (int y = 0; y < small_height; ++y) plane.Row(y)[small_width - 1] *= right;
-    for (int x = 0; x < small_width; ++x) plane.Row(small_height - 1)[x] *= bottom;
-  }
-}
-
 void WeightedBlur::Finish() {
-  EvenOutBorders();
   const int width = sums_[0].width(), height = sums_[0].height();
   for (int y = 0; IsEroded() && y < height; ++y) {
     float* row = sums_[0].Row(y);

@@ -45,7 +45,6 @@ class WeightedBlur {
   bool IsEroded() const { return weighting_ == Weighting::kSurelyBackground; }
   void ChooseScale(double sigma);
   void Reduce(int small_row, int rows);
-  void EvenOutBorders();
   void BlurRows(int first_row);
   void PushRow(int pass, bool is_outside);
 

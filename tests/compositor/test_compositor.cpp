@@ -8,11 +8,11 @@
 namespace pexo::test {
 namespace {
 
-// The engine takes green for the person.
+// The engine takes green for the person, and one channel for the mask as it is, nearly.
 fake::Engine SquareEngine() {
   fake::Engine engine;
   engine.inputs = {{"input", {1, 64, 64, 3}}};
-  engine.outputs = {{"output", {1, 64, 64, 2}}};
+  engine.outputs = {{"output", {1, 64, 64, 1}}};
   return engine;
 }
 
@@ -67,27 +67,48 @@ TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAndThePictureBehindItBack) {
   EXPECT_THROW(Compositor(With(Grey{}, true, 45)), std::invalid_argument);
 }
 
+// A flat frame is somewhat of a person to the engine, by its level.
+TestFrame Flat(int level, Range range = Range::kFull) {
+  TestFrame frame(320, 192, Layout::kI420, 0, range);
+  frame.Paint([&](int, int) { return Yuv{static_cast<double>(level), 128, 128}; });
+  return frame;
+}
+
+int MaskLevel(Compositor& compositor, const TestFrame& frame) {
+  return *compositor.Process(frame.input(), Copy(frame).view()).mask.pixels;
+}
+
 TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
-  const TestFrame frame = Bar(100);
+  const Colour blue{0, 0, 255};
   for (const bool has_worker : {false, true}) {
     fake::SetEngine(SquareEngine());
-    Compositor compositor(With(Blur{}, has_worker));
+    Compositor compositor(With(blue, has_worker)), fresh(With(blue));
+    const int before = MaskLevel(compositor, Flat(120)), after = MaskLevel(fresh, Flat(122));
+    EXPECT_NE(before, after);
     fake::Engine broken = SquareEngine();
     broken.succeeds = false;
     fake::SetEngine(broken);
-    TestFrame out = Copy(frame);
-    const std::vector<uint8_t> before = out.pixels();
-    EXPECT_THROW(compositor.Process(frame.input(), out.view()), Error);
-    EXPECT_EQ(out.pixels(), before);
+    TestFrame out = Flat(122);
+    const std::vector<uint8_t> pixels = out.pixels();
+    EXPECT_THROW(compositor.Process(out.input(), out.view()), Error);
+    EXPECT_EQ(out.pixels(), pixels);
     // The next frame is as good as new.
     fake::SetEngine(SquareEngine());
-    EXPECT_NO_THROW(compositor.Process(frame.input(), out.view()));
-    EXPECT_NE(out.pixels(), before);
+    EXPECT_EQ(MaskLevel(compositor, Flat(122)), after);
+    EXPECT_LT(MaskLevel(compositor, Flat(124)), MaskLevel(fresh, Flat(126)));
+    compositor.Reset();
+    EXPECT_EQ(MaskLevel(compositor, Flat(122)), after);
   }
   fake::Engine broken = SquareEngine();
   broken.builds = false;
   fake::SetEngine(broken);
-  EXPECT_THROW(Compositor(With(Blur{})), Error);
+  EXPECT_THROW(Compositor(With(blue)), Error);
+}
+
+TEST(Compositor, TheModelSeesFullRange) {
+  fake::SetEngine(SquareEngine());
+  Compositor full(With(Grey{})), limited(With(Grey{}));
+  EXPECT_NEAR(MaskLevel(full, Flat(160)), MaskLevel(limited, Flat(153, Range::kLimited)), 3);  // 16 + 160 * 219 / 255
 }
 
 TEST(Compositor, SaysWhenItIsNotUsedRight) {

@@ -48,5 +48,47 @@ TEST(MaskRefiner, FindsTheEdgeByLumaOrByChroma) {
   }
 }
 
+// How far two masks lie apart, in levels, where the second one may be mirrored.
+double MeanDifference(const Plane<uint8_t>& a, const Plane<uint8_t>& b, bool mirror_x, bool mirror_y) {
+  double sum = 0;
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      sum += std::abs(a.Row(y)[x] - b.Row(mirror_y ? kHeight - 1 - y : y)[mirror_x ? kWidth - 1 - x : x]);
+    }
+  }
+  return sum / (kWidth * kHeight);
+}
+
+// A mirrored frame has the mirrored mask, and a frame in limited range has that of full range: nothing is off by a part
+// of a pixel, and nothing takes levels for something else.
+TEST(MaskRefiner, TreatsAllDirectionsAndBothRangesAlike) {
+  const Matte truth = Gaussian(Ellipse(kWidth, kHeight, 600, 380, 200, 230), 6);
+  const Matte coarse = Gaussian(truth, 9);
+  const auto mask_of = [&](bool mirror_x, bool mirror_y, Range range) {
+    const auto place = [&](int x, int y) {
+      return std::pair(mirror_x ? kWidth - 1 - x : x, mirror_y ? kHeight - 1 - y : y);
+    };
+    Matte matte = coarse;
+    TestFrame frame(kWidth, kHeight, Layout::kI420, 0, range);
+    frame.Paint([&](int x, int y) {
+      const auto [sx, sy] = place(x, y);
+      matte.At(x, y) = coarse.At(sx, sy);
+      // Chroma is painted at the upper left pixel of its four, and belongs to all.
+      const auto [cx, cy] = std::pair(sx & ~1, sy & ~1);
+      const double level = 60 + 40 * std::sin(sx * 0.05) + 20 * static_cast<double>(truth.At(sx, sy));
+      const double chroma = 100 + 20 * static_cast<double>(truth.At(cx, cy)) + 20 * std::sin(cy * 0.04);
+      if (range == Range::kFull) return Yuv{level, chroma, 128};
+      return Yuv{16 + level * 219 / 255, 128 + (chroma - 128) * 224 / 255, 128};
+    });
+    Composer composer(Edges::kPicture, 0, 0);
+    composer.Compose(frame.input(), Segmented(frame, matte), Copy(frame).view());
+    return CopyOf(composer.mask());
+  };
+  const Plane<uint8_t> mask = mask_of(false, false, Range::kFull);
+  EXPECT_LE(MeanDifference(mask, mask_of(true, false, Range::kFull), true, false), 0.01);
+  EXPECT_LE(MeanDifference(mask, mask_of(false, true, Range::kFull), false, true), 0.01);
+  EXPECT_LE(MeanDifference(mask, mask_of(false, false, Range::kLimited), false, false), 0.1);
+}
+
 }  // namespace
 }  // namespace pexo::test

@@ -109,7 +109,7 @@ TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
     AddNoise(noisy, 5, static_cast<uint32_t>(i));
     loss += (Iou(uncalmed.Next(noisy), truth) - Iou(calmed.Next(noisy), truth)) / kFrames;
   }
-  EXPECT_LE(loss, 0.010);
+  EXPECT_LE(loss, 0.002);
   const TestFrame other = Photograph(1280, 720);
   const double cut = Iou(calmed.Next(other), alone.Next(other));
   EXPECT_GE(cut, 0.998);

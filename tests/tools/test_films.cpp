@@ -96,6 +96,29 @@ TEST_F(PortraitFilms, FramesTimesAndSoundStay) {
   }
 }
 
+TEST_F(PortraitFilms, SubtitlesChaptersTagsAndAttachmentsStay) {
+  WriteFile("words.srt", "1\n00:00:00,100 --> 00:00:00,900\nHello\n");
+  WriteFile("about",
+            ";FFMETADATA1\ntitle=A talk\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=5\ntitle=One\n"
+            "[CHAPTER]\nTIMEBASE=1/10\nSTART=5\nEND=13\ntitle=Two\n");
+  MakeTalk("talk.mkv", "-c:v libx264 -preset ultrafast -t 1.3");
+  for (const auto& [words, film] :
+       {std::pair("-c:s copy -attach words.srt -metadata:s:t mimetype=text/plain", "in.mkv"),
+        std::pair("-c:s mov_text", "in.mp4")}) {
+    Ffmpeg(std::string("-i talk.mkv -i words.srt -i about -map 0 -map 1 -map_metadata 2 -c:v copy -c:a aac "
+                       "-metadata:s:a language=fra ") +
+           words + " " + film);
+    const std::string output = "out" + std::string(film).substr(2);
+    EXPECT_EQ(Portrait("--quiet --effect blur " + std::string(film) + " " + output, 0, ""), "");
+    const char* const kept =
+        "-show_entries stream=codec_type:stream_tags=language:format_tags=title:chapter=start_time,end_time:"
+        "chapter_tags=title:packet=pts_time,size -select_streams ";
+    for (const char* stream : {"s", "t", "a"}) {
+      EXPECT_EQ(Probe(output, std::string(kept) + stream), Probe(film, std::string(kept) + stream)) << film;
+    }
+  }
+}
+
 TEST_F(PortraitFilms, EveryFrameIsRenderedWithItsOwnMask) {
   MakeJumps("in.mkv", 45, "-c:v ffv1");
   for (const std::string options : {"--effect colour", "--background grey --mask-out mask.mkv"}) {

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include <malloc.h>
+
 #include "common/failure.h"
 #include "film_background.h"
 #include "film_effect.h"
@@ -33,10 +35,18 @@ void RefuseSameFiles(const Options& options) {
   }
 }
 
+// Frames come and go all the time. What they free would go back to the system, which would have to clear it again.
+void KeepFreedMemory() {
+  constexpr int kMost = 256 << 20;
+  ::mallopt(M_TRIM_THRESHOLD, kMost);
+  ::mallopt(M_MMAP_THRESHOLD, 32 << 20);
+}
+
 }  // namespace
 
 void RenderFilm(const Options& options) {
   RefuseSameFiles(options);
+  KeepFreedMemory();
   const bool reads_pipe = options.input == "-";
   const bool writes_pipe = options.output == "-";
   FilmJob job;

@@ -71,6 +71,7 @@ class FilmRun {
 
   void Run() {
     Worker reading([this] { Read(); });
+    const Closing reading_ends{decoded_};
     Worker writing([this] { Write(); });
     std::exception_ptr failure;
     try {

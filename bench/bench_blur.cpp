@@ -17,7 +17,7 @@
 #include "blur/background_blur.h"
 #include "blur/plane_filters.h"
 #include "kernels/kernel_table.h"
-#include "tests/support/guarded_image.h"
+#include "tests/support/test_image.h"
 #ifdef PEXO_BENCH_OPENCV
 #include "bench/bench_blur_opencv.h"
 #define PEXO_WITH_OPENCV(...) __VA_ARGS__
@@ -71,7 +71,7 @@ int32_t __wrap_qmxResize(const QmxImage* source, QmxImage* destination, int32_t 
 namespace pexo::bench {
 namespace {
 
-using test::GuardedImage;
+using test::TestImage;
 
 struct Size {
   int width;
@@ -82,26 +82,26 @@ struct Size {
 struct Data {
   explicit Data(Size s)
       : size(s),
-        frame(s.width, s.height, QMX_FORMAT_NV21, 1),
-        output(s.width, s.height, QMX_FORMAT_NV21, 2),
-        blurred(s.width, s.height, QMX_FORMAT_GRAY8, 3),
-        mask(s.width, s.height, QMX_FORMAT_GRAY8, 4),
-        small_mask(128, 128, QMX_FORMAT_GRAY8, 5),
-        half(s.width / 2 * 2, s.height / 2, QMX_FORMAT_GRAY8, 6) {}
+        frame(TestImage::Picture(s.width, s.height, 1)),
+        output(s.width, s.height),
+        blurred(TestImage::Picture(s.width, s.height, 3, QMX_FORMAT_GRAY8)),
+        mask(TestImage::Picture(s.width, s.height, 4, QMX_FORMAT_GRAY8)),
+        small_mask(TestImage::Picture(128, 128, 5, QMX_FORMAT_GRAY8)),
+        half(TestImage::Picture(s.width / 2 * 2, s.height / 2, 6, QMX_FORMAT_GRAY8)) {}
 
   int pixels() const { return size.width * size.height; }
-  uint8_t* luma() { return frame.plane(0).data(); }
-  uint8_t* chroma() { return frame.plane(1).data(); }
-  uint8_t* out() { return output.plane(0).data(); }
-  uint8_t* out_chroma() { return output.plane(1).data(); }
+  uint8_t* luma() { return frame.plane[0]; }
+  uint8_t* chroma() { return frame.plane[1]; }
+  uint8_t* out() { return output.plane[0]; }
+  uint8_t* out_chroma() { return output.plane[1]; }
 
   Size size;
-  GuardedImage frame;
-  GuardedImage output;
-  GuardedImage blurred;
-  GuardedImage mask;
-  GuardedImage small_mask;
-  GuardedImage half;  // two planes of a quarter of the pixels side by side
+  TestImage frame;
+  TestImage output;
+  TestImage blurred;
+  TestImage mask;
+  TestImage small_mask;
+  TestImage half;  // two planes of a quarter of the pixels side by side
 };
 
 using Run = std::function<void(Data&)>;
@@ -142,7 +142,7 @@ void CopyFrame(Data& d) {
 // plane, which are read only, as one plane read and one written.
 void CopyComposite(Data& d) {
   CopyFrame(d);
-  std::memcpy(d.blurred.plane(0).data(), d.mask.plane(0).data(), static_cast<size_t>(d.pixels()));
+  std::memcpy(d.blurred.plane[0], d.mask.plane[0], static_cast<size_t>(d.pixels()));
 }
 
 void Shrink(Data& d, int factor) {
@@ -151,19 +151,19 @@ void Shrink(Data& d, int factor) {
 }
 
 #ifdef PEXO_BENCH_OPENCV
-Run OpenCvComposite(GuardedImage Data::*mask) {
+Run OpenCvComposite(TestImage Data::*mask) {
   return [=](Data& d) {
     const bool aligned = d.size.width % 8 == 0 && d.size.height % 8 == 0;
-    (aligned ? opencv::ComposeAligned : opencv::ComposeUnaligned)(d.frame.image(), d.output.image(), (d.*mask).image());
+    (aligned ? opencv::ComposeAligned : opencv::ComposeUnaligned)(d.frame, d.output, d.*mask);
   };
 }
 #endif
 
-Job Composite(const char* name, GuardedImage Data::*mask, const std::vector<Size>& sizes, double opencv_bar,
+Job Composite(const char* name, TestImage Data::*mask, const std::vector<Size>& sizes, double opencv_bar,
               double memcpy_bar) {
   Job job;
   job.name = name;
-  job.ours = [=](Data& d) { ComposeBackgroundBlur(d.frame.image(), d.output.image(), (d.*mask).image(), 1.5f); };
+  job.ours = [=](Data& d) { ComposeBackgroundBlur(d.frame, d.output, d.*mask, 1.5f); };
   job.opencv = PEXO_WITH_OPENCV(OpenCvComposite(mask));
   job.memcpy = CopyComposite;
   job.sizes = sizes;
@@ -178,15 +178,14 @@ Job Resize(const char* name, Size from) {
   Job job;
   job.name = name;
   job.ours = [=](Data& d) {
-    const QmxImage source{QMX_FORMAT_GRAY8, from.width, from.height, {d.mask.plane(0).data()}, {from.width}};
+    const QmxImage source{QMX_FORMAT_GRAY8, from.width, from.height, {d.mask.plane[0]}, {from.width}};
     QmxImage scaled{QMX_FORMAT_GRAY8, d.size.width, d.size.height, {d.out()}, {d.size.width}};
     qmxResize(&source, &scaled, QMX_INTERPOLATION_BILINEAR);
   };
-  job.opencv = PEXO_WITH_OPENCV([=](Data& d) {
-    opencv::Resize(d.mask.plane(0).data(), from.width, from.height, d.out(), d.size.width, d.size.height);
-  });
+  job.opencv = PEXO_WITH_OPENCV(
+      [=](Data& d) { opencv::Resize(d.mask.plane[0], from.width, from.height, d.out(), d.size.width, d.size.height); });
   job.libyuv = [=](Data& d) {
-    libyuv::ScalePlane(d.mask.plane(0).data(), from.width, from.width, from.height, d.out(), d.size.width, d.size.width,
+    libyuv::ScalePlane(d.mask.plane[0], from.width, from.width, from.height, d.out(), d.size.width, d.size.width,
                        d.size.height, libyuv::kFilterBilinear);
   };
   job.memcpy = [](Data& d) { Copy(d, d.pixels() / 2); };
@@ -226,15 +225,13 @@ std::vector<Job> Jobs() {
        {1.5, kFullHd}},
       {"up 2x",
        [](Data& d) {
-         Upsample2x(d.out(), d.half.plane(0).data(), d.size.width / 2, d.size.height / 2, d.size.width / 2,
-                    d.size.width, 1);
+         Upsample2x(d.out(), d.half.plane[0], d.size.width / 2, d.size.height / 2, d.size.width / 2, d.size.width, 1);
        },
        PEXO_WITH_OPENCV([](Data& d) {
-         opencv::Resize(d.half.plane(0).data(), d.size.width / 2, d.size.height / 2, d.out(), d.size.width,
-                        d.size.height);
+         opencv::Resize(d.half.plane[0], d.size.width / 2, d.size.height / 2, d.out(), d.size.width, d.size.height);
        }),
        [](Data& d) {
-         libyuv::ScalePlane(d.half.plane(0).data(), d.size.width / 2, d.size.width / 2, d.size.height / 2, d.out(),
+         libyuv::ScalePlane(d.half.plane[0], d.size.width / 2, d.size.width / 2, d.size.height / 2, d.out(),
                             d.size.width, d.size.width, d.size.height, libyuv::kFilterBilinear);
        },
        [](Data& d) { Copy(d, d.pixels() * 5 / 8); },
@@ -242,17 +239,14 @@ std::vector<Job> Jobs() {
        {0.4, kFullHd},
        {1.5, kFullHd}},
       {"luma blend",
-       [](Data& d) {
-         Kernels().blend(d.out(), d.blurred.plane(0).data(), d.luma(), d.mask.plane(0).data(), d.pixels());
-       },
+       [](Data& d) { Kernels().blend(d.out(), d.blurred.plane[0], d.luma(), d.mask.plane[0], d.pixels()); },
        PEXO_WITH_OPENCV([](Data& d) {
-         opencv::Blend(d.blurred.plane(0).data(), d.luma(), d.mask.plane(0).data(), d.size.width, d.size.height,
-                       d.out());
+         opencv::Blend(d.blurred.plane[0], d.luma(), d.mask.plane[0], d.size.width, d.size.height, d.out());
        }),
        [](Data& d) {
          const int width = d.size.width;
-         libyuv::BlendPlane(d.luma(), width, d.blurred.plane(0).data(), width, d.mask.plane(0).data(), width, d.out(),
-                            width, width, d.size.height);
+         libyuv::BlendPlane(d.luma(), width, d.blurred.plane[0], width, d.mask.plane[0], width, d.out(), width, width,
+                            d.size.height);
        },
        [](Data& d) { Copy(d, d.pixels()); },
        kAllSizes,
@@ -284,8 +278,8 @@ std::vector<Job> Jobs() {
        },
        [](Data& d) { Copy(d, d.pixels() / 2); }, kAllSizes},
       {"chroma towards grey",
-       [](Data& d) { Kernels().blend_towards_grey(d.out_chroma(), d.mask.plane(0).data(), d.pixels() / 2); }, nullptr,
-       nullptr, [](Data& d) { Copy(d, d.pixels() * 3 / 4); }, kAllSizes},
+       [](Data& d) { Kernels().blend_towards_grey(d.out_chroma(), d.mask.plane[0], d.pixels() / 2); }, nullptr, nullptr,
+       [](Data& d) { Copy(d, d.pixels() * 3 / 4); }, kAllSizes},
       {"soft scores",
        [](Data& d) { Kernels().decode_soft_scores(d.luma(), d.pixels() / 2, d.out(), -4, 43); },
        nullptr,
@@ -293,13 +287,13 @@ std::vector<Job> Jobs() {
        [](Data& d) { Copy(d, d.pixels() * 3 / 4); },
        {kFullHd}},
       {"hard scores",
-       [](Data& d) { Kernels().compare_scores(d.luma(), d.mask.plane(0).data(), d.pixels(), d.out()); },
+       [](Data& d) { Kernels().compare_scores(d.luma(), d.mask.plane[0], d.pixels(), d.out()); },
        nullptr,
        nullptr,
        CopyFrame,
        {kFullHd}},
       {"foreground count",
-       [](Data& d) { benchmark::DoNotOptimize(Kernels().count_foreground(d.mask.plane(0).data(), d.pixels())); },
+       [](Data& d) { benchmark::DoNotOptimize(Kernels().count_foreground(d.mask.plane[0], d.pixels())); },
        nullptr,
        nullptr,
        [](Data& d) { Copy(d, d.pixels() / 2); },

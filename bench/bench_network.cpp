@@ -15,7 +15,7 @@
 #include "common/log.h"
 #include "pexo/humanbodyseg.h"
 #include "snpe/snpe_network.h"
-#include "tests/support/frames.h"
+#include "tests/support/test_image.h"
 
 namespace pexo::bench {
 namespace {
@@ -43,8 +43,8 @@ double ThreadSeconds() {
 
 void Predict(benchmark::State& state, const char* model, bool rewritten) {
   const auto network = MakeNetwork(static_cast<int>(state.range(0)), model, rewritten);
-  const test::Frame frame = test::Frame::Noise(1280, 720, 1);
-  network->PreProcess(frame.image(), FrameParams{});
+  const test::TestImage frame = test::TestImage::Noise(1280, 720, 1);
+  network->PreProcess(frame, FrameParams{});
   double invoke_seconds = 0;
   const double start = ThreadSeconds();
   for (auto _ : state) {
@@ -57,15 +57,15 @@ void Predict(benchmark::State& state, const char* model, bool rewritten) {
 
 void PreProcess(benchmark::State& state) {
   const auto network = MakeNetwork(1);
-  const test::Frame frame = test::Frame::Noise(1280, 720, 1);
-  for (auto _ : state) network->PreProcess(frame.image(), FrameParams{});
+  const test::TestImage frame = test::TestImage::Noise(1280, 720, 1);
+  for (auto _ : state) network->PreProcess(frame, FrameParams{});
 }
 
 void PostProcess(benchmark::State& state) {
   const auto network = MakeNetwork(1);
-  const test::Frame frame = test::Frame::Noise(1280, 720, 1);
+  const test::TestImage frame = test::TestImage::Noise(1280, 720, 1);
   FrameParams params;
-  network->PreProcess(frame.image(), params);
+  network->PreProcess(frame, params);
   network->Predict();
   Image mask;
   AllocImage(mask, 1280, 720, kFormatGray8);
@@ -83,16 +83,16 @@ void Init(benchmark::State& state) {
 // The nine functions, as an application uses them.
 void MaskView(benchmark::State& state) {
   pexoHostEngineSetThreads(static_cast<int>(state.range(2)));
-  const test::Frame noise =
-      test::Frame::Noise(static_cast<int32_t>(state.range(0)), static_cast<int32_t>(state.range(1)), 1);
-  test::Frame frame(noise);
+  const test::TestImage noise =
+      test::TestImage::Noise(static_cast<int32_t>(state.range(0)), static_cast<int32_t>(state.range(1)), 1);
+  test::TestImage frame(noise);
   HumanBodySegHandle* handle = pexoHumanBodySegCreate();
   const int32_t effect = HUMANBODYSEG_EFFECT_MASK;
   pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
   pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, kBigModel);
   if (pexoHumanBodySegInit(handle) != HUMANBODYSEG_OK) state.SkipWithError("Init failed");
   for (auto _ : state) {
-    if (pexoHumanBodySegProcess(handle, &frame.image(), nullptr) != HUMANBODYSEG_OK) {
+    if (pexoHumanBodySegProcess(handle, &frame, nullptr) != HUMANBODYSEG_OK) {
       state.SkipWithError("Process failed");
       break;
     }

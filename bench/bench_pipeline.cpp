@@ -19,7 +19,7 @@
 #include "pexo/humanbodyseg.h"
 #include "pipeline/multiply_thread_network.h"
 #include "pipeline/sequence_thread_network.h"
-#include "tests/support/frames.h"
+#include "tests/support/test_image.h"
 
 namespace pexo::bench {
 namespace {
@@ -83,9 +83,8 @@ class TimedNetwork : public Network {
 };
 
 // A head and shoulders in front of noise: enough for the model to see somebody.
-test::Frame Portrait(int32_t width, int32_t height) {
-  test::Frame frame = test::Frame::Noise(width, height, 1);
-  QmxImage& image = frame.image();
+test::TestImage Portrait(int32_t width, int32_t height) {
+  test::TestImage image = test::TestImage::Noise(width, height, 1);
   for (int32_t y = 0; y < height; ++y) {
     for (int32_t x = 0; x < width; ++x) {
       const double dx = (x - width / 2.0) / height, dy = static_cast<double>(y) / height;
@@ -103,7 +102,7 @@ test::Frame Portrait(int32_t width, int32_t height) {
       image.plane[1][y / 2 * width + x] = head > 1 ? 128 : (x % 2 == 0 ? 150 : 110);  // V, U of skin
     }
   }
-  return frame;
+  return image;
 }
 
 struct Speed {
@@ -119,19 +118,19 @@ Speed RunEffect(int32_t effect, const int (&size)[2]) {
   pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
   pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, kBigModel);
   if (pexoHumanBodySegInit(handle) != HUMANBODYSEG_OK) throw std::runtime_error("Init failed");
-  const test::Frame portrait = Portrait(size[0], size[1]);
-  const size_t tag = static_cast<size_t>(size[0]) * static_cast<size_t>(size[1] - 1);
-  test::Frame frame(portrait);
+  const test::TestImage portrait = Portrait(size[0], size[1]);
+  test::TestImage frame(portrait);
+  uint8_t& tag = frame.At(0, size[1] - 1, 0);
   const auto process = [&](int call) {
-    frame.pixels() = portrait.pixels();
-    frame.pixels()[tag] = static_cast<uint8_t>(call % 200);
-    if (pexoHumanBodySegProcess(handle, &frame.image(), nullptr) != HUMANBODYSEG_OK) {
+    frame.pixels = portrait.pixels;
+    tag = static_cast<uint8_t>(call % 200);
+    if (pexoHumanBodySegProcess(handle, &frame, nullptr) != HUMANBODYSEG_OK) {
       throw std::runtime_error("Process failed");
     }
   };
   int call = 0;
   for (; call < 10; ++call) process(call);
-  const int lateness = effect == HUMANBODYSEG_EFFECT_MASK ? 0 : call - 1 - frame.pixels()[tag];
+  const int lateness = effect == HUMANBODYSEG_EFFECT_MASK ? 0 : call - 1 - tag;
   const auto start = Clock::now();
   const int first = call;
   while (Clock::now() - start < milliseconds(1500)) process(call++);
@@ -144,19 +143,17 @@ Speed RunEffect(int32_t effect, const int (&size)[2]) {
 
 template <typename Pipeline>
 struct Rig {
-  explicit Rig(microseconds prediction) : network(std::make_shared<TimedNetwork>(prediction)), frame(1280, 720) {
+  explicit Rig(microseconds prediction) : network(std::make_shared<TimedNetwork>(prediction)) {
     pipeline.networks.push_back(network);
-    constexpr bool kBlurs = std::is_same_v<Pipeline, SequenceThreadNetwork>;
-    mask = kBlurs ? test::Gray(128, 128) : test::Gray(1280, 720);
   }
   ~Rig() { pipeline.Uninit(); }
-  void Feed() { pipeline.Process(frame.image(), params, mask); }
+  void Feed() { pipeline.Process(frame, params, mask); }
 
   Pipeline pipeline;
   std::shared_ptr<TimedNetwork> network;
-  test::Frame frame;
+  static constexpr bool kBlurs = std::is_same_v<Pipeline, SequenceThreadNetwork>;
+  test::TestImage frame{1280, 720}, mask{kBlurs ? 128 : 1280, kBlurs ? 128 : 720, kFormatGray8};
   FrameParams params;
-  Image mask;
 };
 
 // Frames per prediction time, frames back to back; 1 is the ideal.

@@ -6,15 +6,15 @@
 #include "pipeline/sequence_thread_network.h"
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
-#include "tests/support/frames.h"
 #include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/test_image.h"
 
 namespace pexo {
 namespace {
 
 using fake::Engine;
-using test::Frame;
+using test::TestImage;
 
 constexpr char kDefaultPath[] = "/vendor/camera3rd/qmx/MoviePortraitBig.dlc";
 const std::string kModel = test::kAnyModel;
@@ -86,14 +86,14 @@ TEST(Init, BuildsByEffectAndDirection) {
     }
     EXPECT_EQ(handle->network, nullptr);
     handle.Init();  // and again; a pipeline without its model takes frames and hands them on as they were
-    std::vector<Frame> frames;
+    std::vector<TestImage> frames;
     for (int32_t i = 0; i < 4; ++i) {
-      frames.push_back(Frame::Noise(16, 16, static_cast<uint32_t>(i)));
-      for (uint8_t& pixel : frames.back().pixels()) pixel |= 1;  // the colour effect never leaves chroma 0
-      Frame frame(frames.back());
-      EXPECT_EQ(handle.Process(frame.image()), each.network == 0 || each.status == 3 ? 2 : 0);
+      frames.push_back(TestImage::Noise(16, 16, static_cast<uint32_t>(i)));
+      for (uint8_t& chroma : frames.back().pixels[1]) chroma |= 1;  // the colour effect never leaves chroma 0
+      TestImage frame(frames.back());
+      EXPECT_EQ(handle.Process(frame), each.network == 0 || each.status == 3 ? 2 : 0);
       const auto back = static_cast<size_t>(i < each.network ? i : i - each.network);
-      EXPECT_TRUE(each.status != 2 || frame.pixels() == frames[back].pixels()) << i;
+      EXPECT_TRUE(each.status != 2 || frame == frames[back]) << i;
     }
   }
 }

@@ -6,26 +6,19 @@
 
 #include <atomic>
 #include <cstring>
-#include <functional>
 #include <new>
 
 #include "api/handle.h"
+#include "tests/support/failing_heap.h"
 #include "tests/support/fake_snpe.h"
-#include "tests/support/frames.h"
 #include "tests/support/handle.h"
+#include "tests/support/test_image.h"
 
 namespace {
 
-constexpr int kNever = -1, kStruck = -2;
-thread_local int allocations_to_failure = kNever;
-
 // The allocation function of that name in the C++ library, or the failure.
 void* Allocate(const char* name, std::size_t bytes) {
-  if (allocations_to_failure == 0) {
-    allocations_to_failure = kStruck;
-    throw std::bad_alloc();
-  }
-  if (allocations_to_failure > 0) --allocations_to_failure;
+  if (pexo::test::AllocationFails()) throw std::bad_alloc();
   return reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, name))(bytes);
 }
 
@@ -55,13 +48,6 @@ extern "C" __attribute__((visibility("default"))) int __p_android_log_print(int 
 namespace pexo::test {
 namespace {
 
-// Calls `attempt` with the allocation number `allocation`, from 0, failing; false when it made fewer.
-bool Strikes(int allocation, const std::function<void()>& attempt) {
-  allocations_to_failure = allocation;
-  attempt();
-  return std::exchange(allocations_to_failure, kNever) == kStruck;
-}
-
 TEST(Memory, CreateAnswersNull) {
   HumanBodySegHandle* handle = nullptr;
   EXPECT_TRUE(Strikes(0, [&] { handle = pexoHumanBodySegCreate(); }));
@@ -81,7 +67,7 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
   engine.outputs[0].shape = {1, 4, 4, 2};  // another size than the input's: every buffer is needed
   SetEngine(engine);
   for (const auto& each : cases) {
-    std::vector<uint8_t> expected;  // of the settled frames
+    std::vector<TestImage> expected;  // the settled frames
     bool struck = true;
     for (int allocation = -1; struck; ++allocation) {
       SCOPED_TRACE(testing::Message() << (&each - cases) << ", allocation " << allocation);
@@ -96,21 +82,21 @@ TEST(Memory, InitCanBeTriedAgainAndLaterFramesOfEveryEffectAreRight) {
       }
       if (struck || each.struck != kInit) init();
       EXPECT_EQ(status, 0);
-      std::vector<uint8_t> answers;
+      std::vector<TestImage> answers;
       for (uint32_t i = 0; i < kFrames; ++i) {
-        const Frame original = Frame::Noise(i == each.struck ? each.struck_width : 64, 48, i);
-        Frame frame(original);
-        const auto process = [&] { status = handle.Process(frame.image()); };
+        const TestImage original = TestImage::Noise(i == each.struck ? each.struck_width : 64, 48, i);
+        TestImage frame(original);
+        const auto process = [&] { status = handle.Process(frame); };
         if (i == each.struck) {
           struck = Strikes(allocation, process);
           // The image library's own memory may run out too: that conversion is then left out.
           EXPECT_TRUE(status == 0 || (struck && status == 5)) << status;
-          EXPECT_TRUE(status == 0 || frame.pixels() == original.pixels());
+          EXPECT_TRUE(status == 0 || frame == original);
         } else {
           process();
           EXPECT_EQ(status, 0);
         }
-        if (i >= each.settled) answers.insert(answers.end(), frame.pixels().begin(), frame.pixels().end());
+        if (i >= each.settled) answers.push_back(frame);
       }
       if (allocation < 0) expected = answers;
       EXPECT_TRUE(answers == expected);

@@ -2,22 +2,21 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <algorithm>
 #include <fstream>
+#include <string>
 
 #include "api/handle.h"
-#include "api/presence.h"
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
-#include "tests/support/frames.h"
 #include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/test_image.h"
 
 namespace pexo {
 namespace {
 
-using test::Frame;
 using test::Handle;
+using test::TestImage;
 
 // A handle that is ready on the fake engine.
 struct Ready : Handle {
@@ -59,8 +58,8 @@ TEST(Process, RefusesInTheDocumentedOrder) {
     SCOPED_TRACE(&each - cases);
     Handle& handle = each.initialised ? ready : uninitialised;
     handle.Set(PARAM_EFFECT_MODE, each.effect);
-    Frame frame(16, 16);
-    QmxImage image = frame.image(), mask{};
+    TestImage frame(16, 16);
+    QmxImage image = frame, mask{};
     image.width = each.width;
     image.height = each.height;
     if (!each.has_planes) image.plane[0] = image.plane[1] = nullptr;
@@ -68,10 +67,10 @@ TEST(Process, RefusesInTheDocumentedOrder) {
     mask.height = each.mask_height;
     const auto run = [&] { EXPECT_EQ(handle.Process(image, each.mask_width > 0 ? &mask : nullptr), each.status); };
     EXPECT_EQ(LogLines(run), each.lines);
-    EXPECT_EQ(frame.pixels() == Frame(16, 16).pixels(), each.status != 0);
+    EXPECT_EQ(frame == TestImage(16, 16), each.status != 0);
   }
-  Frame frame(8, 8);
-  EXPECT_EQ(pexoHumanBodySegProcess(nullptr, &frame.image(), nullptr), 2);
+  TestImage frame(8, 8);
+  EXPECT_EQ(pexoHumanBodySegProcess(nullptr, &frame, nullptr), 2);
   EXPECT_EQ(pexoHumanBodySegProcess(ready.record, nullptr, nullptr), 2);
 }
 
@@ -84,23 +83,23 @@ TEST(Process, MaskViewShowsTheMaskAndNothingElse) {
   for (const auto& [file, channels, lines] : models) {
     const std::string path = testing::TempDir() + file;
     std::ofstream(path).flush();
-    Ready handle(3, {.outputs = {{"out", {1, 4, 4, channels}}}}, path);
+    Ready handle(3, {.outputs = {{"out", {1, 12, 12, channels}}}}, path);
     SnpeNetwork network(path);
     network.Init();
     for (const auto& [width, height] : {std::pair{640, 480}, {8, 8}, {2, 2}, {34, 6}}) {
       FrameParams params{.rotation = width == 34 ? 90u : 0u, .layout_mode = width == 8 ? 1u : 0u};
       handle.Set(PARAM_ROTATION, static_cast<int32_t>(params.rotation));
       handle.Set(PARAM_LAYOUT_MODE, static_cast<int32_t>(params.layout_mode));
-      Frame frame = Frame::Noise(width, height, 1), mask(width, height, kFormatGray8);
-      const Frame argument = Frame::Noise(width, height, 2, kFormatGray8), unchanged(argument);
-      network.Process(frame.image(), params, mask.image());
-      frame.image().format = width;
-      frame.image().stride[0] = frame.image().stride[1] = height == 8 ? 0 : 1000;
-      const auto run = [&] { EXPECT_EQ(handle.Process(frame.image(), &argument.image()), 0); };
+      TestImage frame = TestImage::Noise(width, height, 1), mask(width, height, kFormatGray8);
+      const TestImage argument = TestImage::Noise(width, height, 2, kFormatGray8), unchanged(argument);
+      network.Process(frame, params, mask);
+      frame.format = width;
+      frame.stride[0] = frame.stride[1] = height == 8 ? 0 : 1000;
+      const auto run = [&] { EXPECT_EQ(handle.Process(frame, &argument), 0); };
       EXPECT_EQ(LogLines(run), width == 640 ? lines : Lines{});
-      mask.pixels().resize(frame.pixels().size(), 128);
-      EXPECT_EQ(frame.pixels(), mask.pixels()) << file << ", width " << width;
-      EXPECT_EQ(argument.pixels(), unchanged.pixels());
+      EXPECT_EQ(frame.pixels[0], mask.pixels[0]) << file << ", width " << width;
+      EXPECT_EQ(frame.pixels[1], test::Pixels(frame.pixels[1].size(), 128));
+      EXPECT_EQ(argument, unchanged);
     }
   }
 }
@@ -111,10 +110,9 @@ TEST(Process, FailuresAreOfOneFrame) {
                                        {{.throws = true}, 5},
                                        {{.prediction_time = std::chrono::milliseconds(2)}, 0}}) {
     SetEngine(engine);
-    Frame frame = Frame::Noise(16, 16, 1);
-    const Frame before(frame);
-    EXPECT_EQ(handle.Process(frame.image()), status);
-    EXPECT_EQ(frame.pixels() == before.pixels(), status != 0);
+    TestImage frame = TestImage::Noise(16, 16, 1);
+    EXPECT_EQ(handle.Process(frame), status);
+    EXPECT_EQ(frame == TestImage::Noise(16, 16, 1), status != 0);
     EXPECT_EQ(pexoHumanBodyGetExecuteTime(handle.record) >= 2.0f, status == 0);
   }
 }
@@ -125,9 +123,9 @@ TEST(Process, ShowsNoMaskThatNobodyWrote) {
   Ready handle(2);
   handle.Set(PARAM_EFFECT_MODE, 3);
   for (int i = 0; i < 2; ++i) {
-    Frame frame = Frame::Noise(16, 16, 1);
-    EXPECT_EQ(handle.Process(frame.image()), 0);
-    EXPECT_EQ(std::count(frame.pixels().begin(), frame.pixels().begin() + 256, 0), 256);
+    TestImage frame = TestImage::Noise(16, 16, 1);
+    EXPECT_EQ(handle.Process(frame), 0);
+    EXPECT_EQ(frame.pixels[0], test::Pixels(256));
   }
   mallopt(M_PERTURB, 0);
 }
@@ -145,32 +143,44 @@ struct GivenNetwork : Network {
   const float share;
 };
 
-// All pairs of mask and chroma. Presence is one state for the process: handles come and go, it stays.
-TEST(Process, ColourFollowsTheMaskWhileSomebodyIsThere) {
-  for (int i = 0; i < 8; ++i) SharedPresence().Update(true);
-  std::string colour;
-  const struct {
-    int times, direction;
-    float share;
-  } runs[] = {{8, 1, 0.06f}, {7, 0, 0.1f}, {1, 0, 0.25f}, {1, 0, 0.2f}, {1, 1, 0.11f}, {1, 1, 0.09f}, {1, -1, 0.9f}};
-  for (const auto& [times, direction, share] : runs) {
-    for (int time = 0; time < times; ++time) {
-      Handle handle(HUMANBODYSEG_EFFECT_COLOUR);
-      handle->network = std::make_unique<GivenNetwork>(share);
-      handle.Set(PARAM_CAMERA_DIRECTION, direction);
-      Frame frame(256, 512);
-      std::vector<uint8_t> chroma(65536), grey(65536, 128);
-      for (size_t i = 0; i < 65536; ++i) {
-        const size_t c = i % 256, m = i / 256;
-        frame.pixels()[2 * 65536 + i] = static_cast<uint8_t>(c);
-        chroma[i] = static_cast<uint8_t>((128 * (255 - m) + c * m) / 256 + 1);
-      }
-      EXPECT_EQ(handle.Process(frame.image()), 0);
-      frame.pixels().erase(frame.pixels().begin(), frame.pixels().begin() + 2 * 65536);
-      colour += frame.pixels() == chroma ? '+' : frame.pixels() == grey ? '-' : '?';
-    }
+// What becomes of all pairs of mask and chroma: '+' blended, '-' grey. Presence is one state for the process: handles
+// come and go, it stays.
+char ColourOf(int32_t direction, float share) {
+  Handle handle(HUMANBODYSEG_EFFECT_COLOUR);
+  handle->network = std::make_unique<GivenNetwork>(share);
+  handle.Set(PARAM_CAMERA_DIRECTION, direction);
+  TestImage frame(256, 512), blended(256, 512);
+  for (int i = 0; i < 65536; ++i) {
+    const int c = i % 256, m = i / 256;
+    frame.At(1, m, c / 2, c % 2) = static_cast<uint8_t>(c);
+    blended.At(1, m, c / 2, c % 2) = static_cast<uint8_t>((128 * (255 - m) + c * m) / 256 + 1);
   }
-  EXPECT_EQ(colour, "++++++++++++++-+-+--");
+  EXPECT_EQ(handle.Process(frame), 0);
+  return frame == blended ? '+' : frame.pixels[1] == test::Pixels(65536, 128) ? '-' : '?';
+}
+
+TEST(Process, ColourStaysWhileSomebodyIsThere) {
+  const std::string nobody = "-------", somebody = "------+", obvious = "+++++++";
+  const struct {
+    int32_t direction;
+    float share;
+    std::string colours;  // of seven frames, after seven without anybody
+  } cases[] = {           // compared in double: 0.12f and 0.24f lie below the constants, 0.05f and 0.1f above
+               {0, 0.0f, nobody},     {0, 0.12f, nobody},   {0, 0.125f, somebody}, {0, 0.24f, somebody},
+               {0, 0.2401f, obvious}, {1, 0.0499f, nobody}, {1, 0.05f, somebody},  {1, 0.0999f, somebody},
+               {1, 0.1f, obvious},    {7, 0.04f, nobody},   {7, 0.11f, obvious},   {-1, 0.0f, somebody},
+               {-1, 1.0f, somebody}};
+  for (const auto& [direction, share, expected] : cases) {
+    std::string colours;
+    for (int i = 0; i < 14; ++i) colours += i < 7 ? ColourOf(0, 0.0f) : ColourOf(direction, share);
+    EXPECT_EQ(colours.substr(7), expected) << direction << ", " << share;
+  }
+  // A decision is kept on the seventh frame that brings it; one frame short of it, and it starts all over again.
+  std::string colours;
+  for (const char frame : std::string("PPPPPPPPaaaaaaPaaaaaaaaPaPaPaPaPaPaPaPa")) {
+    colours += ColourOf(0, frame == 'P' ? 0.2f : 0.1f);
+  }
+  EXPECT_EQ(colours, "++++++++++++++++++++++------------------");
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 #include <DlSystem/DlError.hpp>
 #include <fstream>
 
-#include "tests/support/frames.h"
 #include "tests/support/handle.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/test_image.h"
 
 namespace pexo {
 namespace {
@@ -45,8 +45,8 @@ TEST(Product, OpensModelsAndRefusesAnythingElse) {
     }
     lines.push_back("Exit pexoHumanBodySegInit!");
     EXPECT_EQ(LogLines([&] { EXPECT_EQ(handle.Init(), each.status); }), lines);
-    test::Frame frame(64, 48);
-    EXPECT_EQ(handle.Process(frame.image()), each.status);
+    test::TestImage frame(64, 48);
+    EXPECT_EQ(handle.Process(frame), each.status);
   }
 }
 

@@ -10,20 +10,16 @@
 
 #include "blur/plane_filters.h"
 #include "tests/blur/naive_blur.h"
-#include "tests/support/guarded_image.h"
+#include "tests/support/failing_heap.h"
+#include "tests/support/test_image.h"
 
 namespace {
 
 constexpr int kUntouched = -1;
 
 // The heap and the image library as the composite sees them (linked with --wrap).
-struct {
-  int fill = kUntouched;  // what fresh memory holds
-  int fail_at = -1;       // this allocation, counted from 0, fails; the ones after it work again
-  int allocations = 0;
-  int failing_resize = -1;  // the same of the image library's resizes
-  int resizes = 0;
-} host;
+int heap_fill = kUntouched;  // what fresh memory holds
+int failing_resize = -1;     // how many resizes succeed before one fails; with a negative number all do
 
 }  // namespace
 
@@ -31,8 +27,8 @@ extern "C" void* __real_malloc(size_t size);
 extern "C" int32_t __real_qmxResize(const QmxImage* source, QmxImage* destination, int32_t interpolation);
 
 extern "C" void* __wrap_malloc(size_t size) {
-  void* memory = host.allocations++ == host.fail_at ? nullptr : __real_malloc(size);
-  if (memory != nullptr && host.fill != kUntouched) std::memset(memory, host.fill, size);
+  void* memory = pexo::test::AllocationFails() ? nullptr : __real_malloc(size);
+  if (memory != nullptr && heap_fill != kUntouched) std::memset(memory, heap_fill, size);
   return memory;
 }
 
@@ -40,34 +36,32 @@ extern "C" int32_t __wrap_qmxResize(const QmxImage* source, QmxImage* destinatio
   EXPECT_TRUE(source->format == QMX_FORMAT_GRAY8 || source->format == QMX_FORMAT_NV21);
   EXPECT_EQ(source->format, destination->format);
   EXPECT_EQ(interpolation, QMX_INTERPOLATION_BILINEAR);
-  return host.resizes++ == host.failing_resize ? 1 : __real_qmxResize(source, destination, interpolation);
+  return failing_resize >= 0 && failing_resize-- == 0 ? 1 : __real_qmxResize(source, destination, interpolation);
 }
 
-namespace pexo {
+namespace pexo::test {
 namespace {
-
-using test::GuardedImage;
-constexpr int32_t kNv21 = QMX_FORMAT_NV21;
 
 struct Size {
   int width, height;
 };
 
-void ExpectExact(Size size, Size mask_size, float strength = 1.5f, int heap_fill = 0xa5, int32_t format = kNv21) {
-  const auto seed = static_cast<unsigned>(size.width + 3 * size.height + 5 * mask_size.width);
+void ExpectExact(Size size, Size mask_size, float strength = 1.5f, int32_t format = QMX_FORMAT_NV21) {
+  const auto [width, height] = size;
+  const auto seed = static_cast<uint32_t>(width + 3 * height + 5 * mask_size.width);
   // Only the unaligned variant knows the stride of its mask.
-  const int padding = size.width % 5, mask_padding = size.width % 8 + size.height % 8;
-  const GuardedImage frame(size.width, size.height, format, seed, padding);
-  const GuardedImage mask(mask_size.width, mask_size.height, QMX_FORMAT_GRAY8, seed + 1, mask_padding);
-  const GuardedImage expected(size.width, size.height, format, 99, padding);
-  GuardedImage output(size.width, size.height, format, 99, padding);
-  test::NaiveBackgroundBlur(frame.image(), expected.image(), mask.image(), strength);
+  const int padding = width % 5, mask_padding = width % 8 + height % 8;
+  const TestImage frame = TestImage::Picture(width, height, seed, format, padding);
+  const TestImage mask =
+      TestImage::Picture(mask_size.width, mask_size.height, seed + 1, QMX_FORMAT_GRAY8, mask_padding);
+  TestImage output = TestImage::Noise(width, height, 99, format, padding), expected(output);
+  NaiveBackgroundBlur(frame, expected, mask, strength);
   // A resize that fails cannot be seen: the composite takes the nearest pixels then, as the tests' image library does.
-  host = {.fill = heap_fill, .failing_resize = static_cast<int>(seed % 7)};
-  ComposeBackgroundBlur(frame.image(), output.image(), mask.image(), strength);
-  host = {};
-  ASSERT_TRUE(output.SameBytes(expected)) << size.width << "x" << size.height << " format " << format << " mask "
-                                          << mask_size.width << "x" << mask_size.height << " strength " << strength;
+  failing_resize = static_cast<int>(seed % 7);
+  ComposeBackgroundBlur(frame, output, mask, strength);
+  failing_resize = -1;
+  ASSERT_TRUE(output == expected) << width << "x" << height << " format " << format << " mask " << mask_size.width
+                                  << "x" << mask_size.height << " strength " << strength;
 }
 
 // Equal, half, smaller than half both ways, larger, and sizes that cross in one direction.
@@ -78,10 +72,12 @@ std::vector<Size> MaskSizes(Size size) {
 }
 
 TEST(BackgroundBlur, ExactAtEverySmallSizeWhateverFreshMemoryHolds) {
+  heap_fill = 0xa5;
   for (int i = 0; i < 33 * 33; ++i) {
     const Size size{2 + i / 33 * 2, 2 + i % 33 * 2};
     for (const Size& mask_size : MaskSizes(size)) ASSERT_NO_FATAL_FAILURE(ExpectExact(size, mask_size));
   }
+  heap_fill = kUntouched;
 }
 
 TEST(BackgroundBlur, ExactAtCameraSizes) {
@@ -91,13 +87,14 @@ TEST(BackgroundBlur, ExactAtCameraSizes) {
   }
 }
 
-// The heap as it is, for valgrind, which sees bytes that nobody wrote when the results are compared.
+// The heap as it is, for valgrind, which sees bytes that nobody wrote when the results are compared. A resize that
+// fails takes the nearest pixels, as the tests' image library does.
 TEST(BackgroundBlur, ExactAtOtherStrengthsAndFormatsOnAnUntouchedHeap) {
   for (const float strength : {std::nanf(""), -1e30f, 0.0f, 0.89f, 0.9f, 1.0f, 2.0f, 3.9f, 5.0f, 8.0f, 40.0f}) {
     for (const Size& size : {Size{64, 48}, Size{62, 50}, Size{8, 8}, Size{4, 6}, Size{2, 2}, Size{70, 18}}) {
       for (const Size& mask_size : MaskSizes(size)) {
-        ExpectExact(size, mask_size, strength, kUntouched, kNv21);
-        ExpectExact(size, mask_size, strength, kUntouched, QMX_FORMAT_NV12);
+        ExpectExact(size, mask_size, strength);
+        ExpectExact(size, mask_size, strength, QMX_FORMAT_NV12);
       }
     }
   }
@@ -106,26 +103,23 @@ TEST(BackgroundBlur, ExactAtOtherStrengthsAndFormatsOnAnUntouchedHeap) {
 // The sanitizer and valgrind look for leaks.
 TEST(BackgroundBlur, AFailedAllocationLeavesTheOutput) {
   for (const Size& size : {Size{64, 64}, Size{62, 60}}) {
-    const GuardedImage frame(size.width, size.height, kNv21, 2), mask(20, 20, QMX_FORMAT_GRAY8, 3);
-    const GuardedImage untouched(size.width, size.height, kNv21, 5);
+    const TestImage frame = TestImage::Noise(size.width, size.height, 2), untouched(size.width, size.height);
+    const TestImage mask = TestImage::Noise(20, 20, 3, QMX_FORMAT_GRAY8);
     bool failed = true;
-    for (int fail_at = 0; failed; ++fail_at) {
-      GuardedImage output(size.width, size.height, kNv21, 5);
-      host = {.fail_at = fail_at};
-      const bool done = TryComposeBackgroundBlur(frame.image(), output.image(), mask.image(), 1.5f);
-      failed = host.allocations > fail_at;
-      EXPECT_TRUE(failed || fail_at > 0);
+    for (int allocation = 0; failed; ++allocation) {
+      TestImage output(untouched);
+      bool done = false;
+      failed = Strikes(allocation, [&] { done = TryComposeBackgroundBlur(frame, output, mask, 1.5f); });
+      EXPECT_TRUE(failed || allocation > 0);
       EXPECT_EQ(done, !failed);
-      EXPECT_EQ(output.SameBytes(untouched), failed);
+      EXPECT_EQ(output == untouched, failed);
     }
   }
   const uint8_t source = 1;
   uint8_t destination = 7;
-  host = {.fail_at = 0};
-  EXPECT_EQ(BoxFilter(&source, 1, 1, 1, &destination, 1, 1), 0);
+  EXPECT_TRUE(Strikes(0, [&] { EXPECT_EQ(BoxFilter(&source, 1, 1, 1, &destination, 1, 1), 0); }));
   EXPECT_EQ(destination, 7);
-  host = {};
 }
 
 }  // namespace
-}  // namespace pexo
+}  // namespace pexo::test

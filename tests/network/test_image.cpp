@@ -5,8 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <vector>
 
-#include "tests/support/frames.h"
+#include "tests/support/test_image.h"
 
 namespace {
 
@@ -34,28 +35,27 @@ TEST(Image, ConvertImageDecidesByFormatsThenBySizes) {
   for (const int32_t from : {1, 2, 7, 9, 17, 18, 5}) {
     for (const int32_t to : {1, 2, 7, 9, 17, 18, 5}) {
       for (const int32_t width : {4, 8}) {  // of the source; 4 is the destination's
-        const Frame source = Frame::Noise(width, 2, 1, from, 3);
-        Frame destination = Frame::Noise(4, 2, 2, to, 3), expected(destination);
+        const TestImage source = TestImage::Noise(width, 2, 1, from, 3);
+        TestImage destination = TestImage::Noise(4, 2, 2, to, 3), expected(destination);
         const auto colour = colours.find({from, to});
         const bool resized = from == to ? width != 4 : from * to == 7;
         if (colour != colours.end()) {
-          colour->second(&source.image(), &expected.image());
+          colour->second(&source, &expected);
         } else if (from * to == 2) {  // red and blue change places, row by row
-          for (size_t i = 0; i < 24; ++i) {
-            const auto at = [&](const Frame& frame) { return i / 12 * static_cast<size_t>(frame.image().stride[0]); };
-            expected.pixels()[at(expected) + i % 12] = source.pixels()[at(source) + i % 12 / 3 * 3 + 2 - i % 3];
+          for (int i = 0; i < 8; ++i) {
+            for (const int c : {0, 1, 2}) expected.At(0, i / 4, i % 4, c) = source.At(0, i / 4, i % 4, 2 - c);
           }
         } else if (resized) {
-          qmxResize(&source.image(), &expected.image(), 0);
+          qmxResize(&source, &expected, 0);
         } else if (from == to && from != 7 && from != 5) {
-          expected.pixels() = source.pixels();  // the padding too
+          expected.pixels = source.pixels;  // the padding too
         }
-        Image borrowed = Image::Borrow(destination.image());
+        Image borrowed = Image::Borrow(destination);
         borrowed.interpolation = 0;
         resizes = 0;
-        ConvertImage(borrowed, source.image());
+        ConvertImage(borrowed, source);
         EXPECT_EQ(resizes, resized ? 1 : 0) << from << " to " << to << ", width " << width;
-        EXPECT_EQ(destination.pixels(), expected.pixels()) << from << " to " << to << ", width " << width;
+        EXPECT_EQ(destination.pixels, expected.pixels) << from << " to " << to << ", width " << width;
       }
     }
   }
@@ -65,28 +65,22 @@ TEST(Image, RotateImageTurnsInPlace) {
   for (const int32_t format : {9, 1, 2}) {
     for (const auto& [width, height] : {std::pair{2, 2}, {3, 2}, {4, 7}}) {
       for (const int32_t degrees : {0, 90, 180, 270, 45, -90, 450}) {
-        const Frame before = Frame::Noise(width, height, 1, format);
-        Frame image(before), expected(before);
-        const auto w = static_cast<size_t>(width), h = static_cast<size_t>(height),
-                   depth = image.pixels().size() / w / h;
-        for (size_t i = 0; i < w * h; ++i) {
+        const TestImage before = TestImage::Noise(width, height, 1, format);
+        TestImage image(before), expected(before);
+        for (int i = 0; i < width * height; ++i) {
           // One side of a quarter turn is one run of pixels; the other goes down its columns, from the last to the
           // first. 180 is a vertical flip.
-          const size_t column_wise = i % h * w + w - 1 - i / h, flipped = (h - 1 - i / w) * w + i % w;
-          const size_t from = degrees == 270 ? column_wise : degrees == 180 ? flipped : i;
-          const size_t to = degrees == 90 ? column_wise : i;
-          std::copy_n(before.pixels().begin() + static_cast<ptrdiff_t>(from * depth), depth,
-                      expected.pixels().begin() + static_cast<ptrdiff_t>(to * depth));
+          const int column_wise = i % height * width + width - 1 - i / height;
+          const int flipped = (height - 1 - i / width) * width + i % width;
+          const int from = degrees == 270 ? column_wise : degrees == 180 ? flipped : i;
+          const int to = degrees == 90 ? column_wise : i;
+          for (int c = 0; c < image.Channels(0); ++c) expected.At(0, 0, to, c) = before.At(0, 0, from, c);
         }
-        RotateImage(image.image(), format, degrees);
-        EXPECT_EQ(image.pixels(), expected.pixels()) << format << ", " << width << "x" << height << " by " << degrees;
+        RotateImage(image, format, degrees);
+        EXPECT_EQ(image.pixels, expected.pixels) << format << ", " << width << "x" << height << " by " << degrees;
       }
     }
   }
-  Frame square(2, 2, kFormatGray8);
-  square.pixels() = {1, 2, 3, 4};
-  RotateImage(square.image(), kFormatGray8, 90);
-  EXPECT_EQ(square.pixels(), (std::vector<uint8_t>{3, 1, 4, 2}));
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "common/clock.h"
 #include "network/contrast_table.h"
-#include "tests/support/frames.h"
-#include "tests/support/log_lines.h"
+#include "tests/support/test_image.h"
 
 namespace pexo::test {
 namespace {
@@ -35,7 +35,7 @@ struct ToldNetwork : Network {
 
   std::string stages;
   std::vector<int32_t> statuses{0, 0, 0};
-  std::vector<uint8_t> model_input, mask;
+  Pixels model_input, mask;
   int32_t mask_width = 0;
 };
 
@@ -48,28 +48,26 @@ TEST(Network, ProcessTurnsMeasuresTurnsBackAndScales) {
       for (const uint32_t layout_mode : {0u, 1u, 2u}) {
         for (const auto& [width, height] : {std::pair{20, 14}, {8, 8}}) {
           SCOPED_TRACE(testing::Message() << rotation << ", " << output_side << ", " << layout_mode << ", " << width);
-          Frame frame = Frame::Noise(width, height, 1), small(8, 8), model_input(8, 8, kFormatRgb888);
-          qmxResize(&frame.image(), &small.image(), 2);
-          qmxColorNV21toRGB888u8(&small.image(), &model_input.image());
-          RotateImage(model_input.image(), kFormatRgb888, there);
+          TestImage frame = TestImage::Noise(width, height, 1), small(8, 8), model_input(8, 8, kFormatRgb888);
+          qmxResize(&frame, &small, 2);
+          qmxColorNV21toRGB888u8(&small, &model_input);
+          RotateImage(model_input, kFormatRgb888, there);
           const int32_t side = layout_mode == 1 ? 8 : output_side;
-          Frame mask = Frame::Noise(side, side, rotation, kFormatGray8);
-          std::fill_n(mask.pixels().begin(), 8, uint8_t{127});
-          std::fill_n(mask.pixels().begin() + 8, 8, uint8_t{128});
-          const auto foreground =
-              std::count_if(mask.pixels().begin(), mask.pixels().end(), [](int m) { return m > 127; });
-          Frame shaped(layout_mode == 0 && output_side != 8 ? DoubledAndMoved(mask) : mask);
-          RotateImage(shaped.image(), kFormatGray8, back);
-          Frame output(width, height, kFormatGray8), expected(output);
-          qmxResize(&shaped.image(), &expected.image(), 2);
+          TestImage mask = TestImage::Noise(side, side, rotation, kFormatGray8);
+          for (int i = 0; i < 16; ++i) mask.pixels[0][static_cast<size_t>(i)] = static_cast<uint8_t>(127 + i % 2);
+          const auto foreground = std::ranges::count_if(mask.pixels[0], [](int m) { return m > 127; });
+          TestImage shaped(layout_mode == 0 && output_side != 8 ? DoubledAndMoved(mask) : mask);
+          RotateImage(shaped, kFormatGray8, back);
+          TestImage output(width, height, kFormatGray8), expected(output);
+          qmxResize(&shaped, &expected, 2);
 
           ToldNetwork network(8, static_cast<uint32_t>(output_side));
-          network.mask = mask.pixels();
+          network.mask = mask.pixels[0];
           FrameParams params{.rotation = rotation, .layout_mode = layout_mode};
-          ASSERT_EQ(network.Process(frame.image(), params, output.image()), 0);
-          EXPECT_EQ(network.model_input, model_input.pixels());
+          ASSERT_EQ(network.Process(frame, params, output), 0);
+          EXPECT_EQ(network.model_input, model_input.pixels[0]);
           EXPECT_EQ(network.mask_width, side);
-          EXPECT_EQ(output.pixels(), expected.pixels());
+          EXPECT_EQ(output.pixels, expected.pixels);
           EXPECT_EQ(params.foreground_fraction, static_cast<float>(foreground) / static_cast<float>(side * side));
         }
       }
@@ -86,14 +84,14 @@ TEST(Network, ProcessEndsAtTheFirstPositiveStatus) {
         network.mask.assign(16, 200);
         network.statuses = {set_input, predict, get_output};
         network.execute_time = -1.0f;
-        Frame frame(8, 8), output(8, 8, kFormatGray8);
+        TestImage frame(8, 8), output(8, 8, kFormatGray8);
         FrameParams params{.foreground_fraction = -1.0f};
-        EXPECT_EQ(network.Process(frame.image(), params, output.image()), result);
+        EXPECT_EQ(network.Process(frame, params, output), result);
         EXPECT_EQ(network.stages, set_input > 0 ? "i" : predict > 0 ? "ip" : "ipo");
         EXPECT_EQ(network.GetExecuteTime() >= 0.0f, set_input <= 0 && predict <= 0);
         // Nothing is written unless the mask could be read.
         EXPECT_EQ(params.foreground_fraction, result == 0 ? 1.0f : -1.0f);
-        EXPECT_EQ(output.pixels(), std::vector<uint8_t>(64, result == 0 ? 200 : 0));
+        EXPECT_EQ(output.pixels[0], Pixels(64, result == 0 ? 200 : 0));
       }
     }
   }
@@ -111,23 +109,6 @@ TEST(ContrastTable, StretchesTheSigmoid) {
     }
   }
   EXPECT_EQ(MakeContrastTable(-20.01f, 29.05f)[104], 127);  // the logit crosses 0 between this level and the next
-}
-
-TEST(ContrastTable, IsMadeOnceForOneChannelModelsAndAppliedToOneRunOfBytes) {
-  Frame output(8, 8, kFormatGray8, 4);
-  FrameParams params{.layout_mode = 1};
-  ToldNetwork two_channels(4, 4), network(4, 8, 1);
-  network.mask.assign(64, 104);  // of output size, which is more than the layout's
-  network.sigmoid_min = -20.01f;
-  network.sigmoid_max = 29.05f;
-  EXPECT_EQ(LogLines([&] { two_channels.PostProcess(params, output.image()); }), Lines{});
-  EXPECT_EQ(LogLines([&] { network.PostProcess(params, output.image()); }),
-            Lines{"Min/Max sigmoid value = -20.01/29.05"});
-  network.sigmoid_max = 1.0f;
-  EXPECT_EQ(LogLines([&] { network.PostProcess(params, output.image()); }), Lines{});
-  for (size_t i = 0; i < output.pixels().size(); ++i) {
-    EXPECT_EQ(output.pixels()[i], i % 12 >= 8 ? 0 : i < 64 ? 127 : 104) << i;  // stride 12, table over 64 bytes
-  }
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 
 #include "pipeline/multiply_thread_network.h"
 #include "pipeline/sequence_thread_network.h"
-#include "tests/support/frames.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/test_image.h"
 
 namespace {
 
@@ -77,29 +77,27 @@ struct Rig {
 
   // Feeds frame `seed`; what comes back is in `buffer` and `mask`.
   int32_t Feed(uint32_t seed, int32_t mask_width = 128, int32_t mask_height = 128) {
-    buffer = std::make_unique<Frame>(Frame::Noise(kWidth, kHeight, seed));
+    buffer = TestImage::Noise(kWidth, kHeight, seed);
     params = {.foreground_fraction = 0.5f};  // not to be taken for a result
-    mask = Gray(mask_width, mask_height, 7);
-    return pipeline.Process(buffer->image(), params, mask);
+    mask = TestImage::Noise(mask_width, mask_height, seed, kFormatGray8);
+    return pipeline.Process(buffer, params, mask);
   }
 
-  bool HoldsFrame(uint32_t seed) const { return buffer->pixels() == Frame::Noise(kWidth, kHeight, seed).pixels(); }
+  bool HoldsFrame(uint32_t seed) const { return buffer == TestImage::Noise(kWidth, kHeight, seed); }
 
   // Whether the mask is that of one network alone.
   bool HasMaskOf(uint32_t seed) const {
     EncodingNetwork alone;
     FrameParams unused;
-    Image expected = Gray(mask.width, mask.height);
-    Frame frame = Frame::Noise(kWidth, kHeight, seed);
-    alone.Process(frame.image(), unused, expected);
-    return Bytes(mask) == Bytes(expected);
+    TestImage frame = TestImage::Noise(kWidth, kHeight, seed), expected(mask.width, mask.height, kFormatGray8);
+    alone.Process(frame, unused, expected);
+    return mask == expected;
   }
 
   Pipeline pipeline;
   std::shared_ptr<EncodingNetwork> network = std::make_shared<EncodingNetwork>();
-  std::unique_ptr<Frame> buffer;
+  TestImage buffer{kWidth, kHeight}, mask{128, 128, kFormatGray8};
   FrameParams params;
-  Image mask;
 };
 
 template <typename Pipeline>
@@ -135,7 +133,7 @@ TYPED_TEST(Faults, StayWithTheirFrameAndAreLogged) {
       const Fault fault = kFaults[i - kLateness];
       EXPECT_EQ(rig.HoldsFrame(i - kLateness), !kBlurs<TypeParam> || fault != kNone);
       EXPECT_EQ(rig.HasMaskOf(i - kLateness), fault < kNobody);
-      EXPECT_EQ(Bytes(rig.mask) == std::vector<uint8_t>(128 * 128, 255), fault >= kFails);
+      EXPECT_EQ(rig.mask.pixels[0] == Pixels(128 * 128, 255), fault >= kFails);
       EXPECT_EQ(rig.params.foreground_fraction == 1.0f, !kBlurs<TypeParam> && fault >= kFails);
     }
     EXPECT_EQ(rig.pipeline.Uninit(), 0);

@@ -5,13 +5,13 @@
 
 #include "snpe/decode_mask.h"
 #include "tests/support/fake_snpe.h"
-#include "tests/support/frames.h"
+#include "tests/support/test_image.h"
 
 namespace pexo {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-using test::Frame;
+using Bytes = test::Pixels;
+using test::TestImage;
 
 TEST(SnpeNetwork, BuffersFollowTheModelAndEveryInitMakesThemAnew) {
   SnpeNetwork network("/dev/null");  // the fake opens anything
@@ -26,12 +26,12 @@ TEST(SnpeNetwork, BuffersFollowTheModelAndEveryInitMakesThemAnew) {
   for (const auto& each : cases) {
     fake::SetEngine({.inputs = {{"in", each.input}}, .outputs = {{"out", each.output}}});
     ASSERT_EQ(network.Init(), 0);
-    EXPECT_EQ(network.input_buffer, Bytes(each.input_bytes));
-    EXPECT_EQ(network.output_buffer, Bytes(each.output_bytes));
-    EXPECT_EQ(network.mask_buffer, Bytes(each.mask_bytes));
-    Frame frame = Frame::Noise(8, 8, 1), output(8, 8, kFormatGray8);
+    EXPECT_EQ(network.input_buffer, std::vector<uint8_t>(each.input_bytes));
+    EXPECT_EQ(network.output_buffer, std::vector<uint8_t>(each.output_bytes));
+    EXPECT_EQ(network.mask_buffer, std::vector<uint8_t>(each.mask_bytes));
+    TestImage frame = TestImage::Noise(8, 8, 1), output(8, 8, kFormatGray8);
     FrameParams params;
-    EXPECT_EQ(network.Process(frame.image(), params, output.image()), 0);
+    EXPECT_EQ(network.Process(frame, params, output), 0);
   }
 }
 
@@ -75,13 +75,15 @@ TEST(DecodeMask, HardMaskComparesThePlanesAtInputSize) {
   } cases[] = {{6, 4, 10, 14}, {4, 4, 8, 8}, {1, 1, 4, 4}, {16, 12, 5, 7}};
   for (const auto& each : cases) {
     for (const int range : {256, 4, 1}) {  // few levels: equal scores, which are background
-      Bytes scores = Frame::Noise(2 * each.width, each.height, 1, kFormatGray8).pixels();
+      Bytes scores = TestImage::Noise(2 * each.width, each.height, 1, kFormatGray8).pixels[0];
       for (uint8_t& score : scores) score = static_cast<uint8_t>(score % range);
       const auto scaled = [&](size_t which) {
-        Frame plane(each.width, each.height, kFormatGray8), result(each.input_width, each.input_height, kFormatGray8);
-        for (size_t i = 0; i < plane.pixels().size(); ++i) plane.pixels()[i] = scores[2 * i + which];
-        qmxResize(&DoubledAndMoved(plane).image(), &result.image(), 2);
-        return result.pixels();
+        TestImage plane(each.width, each.height, kFormatGray8);
+        for (size_t i = 0; i < plane.pixels[0].size(); ++i) plane.pixels[0][i] = scores[2 * i + which];
+        const TestImage moved = DoubledAndMoved(plane);
+        TestImage result(each.input_width, each.input_height, kFormatGray8);
+        qmxResize(&moved, &result, 2);
+        return result.pixels[0];
       };
       const Bytes background = scaled(0), foreground = scaled(1);
       Bytes expected(background.size());

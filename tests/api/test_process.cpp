@@ -180,7 +180,7 @@ TEST(Process, ColourStaysWhileSomebodyIsThere) {
   for (const char frame : std::string("PPPPPPPPaaaaaaPaaaaaaaaPaPaPaPaPaPaPaPa")) {
     colours += ColourOf(0, frame == 'P' ? 0.2f : 0.1f);
   }
-  EXPECT_EQ(colours, "++++++++++++++++++++++------------------");
+  EXPECT_EQ(colours, "+++++++++++++++++++++------------------");
 }
 
 }  // namespace

@@ -13,26 +13,15 @@ namespace pexo {
 namespace {
 
 TEST(Product, OpensModelsAndRefusesAnythingElse) {
-  const std::string folder = PEXO_MODELS_DIR, big = folder + "/MoviePortraitBig.dlc";
-  std::ifstream model(big, std::ios::binary);
-  const std::string whole{std::istreambuf_iterator<char>(model), {}};
-  ASSERT_GT(whole.size(), 100000u);
-  std::string altered = whole;
-  altered[altered.size() / 2] ^= 1;
-  const auto file = [](const std::string& content) {
-    const std::string path = testing::TempDir() + "pexo_product_" + std::to_string(content.size());
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-  };
+  const std::string folder = PEXO_MODELS_DIR, junk = testing::TempDir() + "pexo_junk.dlc";
+  std::ofstream(junk) << "junk";
   const struct {
     std::string path;
     int32_t status;
     std::string size;
-  } cases[] = {{big, 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 2"},
+  } cases[] = {{folder + "/MoviePortraitBig.dlc", 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 2"},
                {folder + "/MoviePortraitSmall.dlc", 0, "DLC size = 256 * 256 * 3 -> 256 * 256 * 1"},
-               {file(""), 2, ""},
-               {file(whole.substr(0, 1000)), 2, ""},
-               {file(altered), 2, ""}};
+               {junk, 2, ""}};
   for (const auto& each : cases) {
     test::Handle handle(HUMANBODYSEG_EFFECT_MASK, each.path);
     Lines lines{"Enter pexoHumanBodySegInit!", "Camera direction = 0, effect mode = 3",

@@ -81,7 +81,7 @@ TEST(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
       submitted.push_back({frame, params, frame});
       ASSERT_EQ(handle.Process(submitted.back().answer), HUMANBODYSEG_OK);
     }
-    EXPECT_EQ(fake::OverlappingExecutions(), 0);
+    EXPECT_EQ(fake::Misuses(), 0);
     EXPECT_GT(pexoHumanBodyGetExecuteTime(handle.record), 0.0f);
 
     engine.prediction_time = {};

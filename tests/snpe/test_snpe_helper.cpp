@@ -15,20 +15,11 @@ using fake::Engine;
 using Bytes = std::vector<uint8_t>;
 
 TEST(SnpeHelper, BuildsOnTheRuntimeAskedForOrElseOnTheCpu) {
-  for (const bool available : {true, false}) {
-    for (const bool from_file : {true, false}) {
-      fake::SetEngine({.runtimes = available ? std::set{0, 2} : std::set<int>{}});  // the CPU is not asked for again
-      if (from_file) {
-        snpe_helper(2, "m.dlc");
-      } else {
-        snpe_helper(2, Bytes(1234));
-      }
-      EXPECT_EQ(fake::Calls(),
-                (Lines{"isRuntimeAvailable 2", from_file ? "open m.dlc" : "open 1234", "setOutputLayers 0",
-                       available ? "setRuntimeProcessor 2" : "setRuntimeProcessor 0", "setPlatformConfig []",
-                       "setUseUserSuppliedBuffers", "setInitCacheMode", "build", "~SNPE",
-                       "~IDlContainer"}));  // before the container that it was built from
-    }
+  for (const std::set<int>& runtimes : {std::set{2}, {}}) {
+    fake::SetEngine({.runtimes = runtimes});  // the CPU is not asked for again
+    EXPECT_NE(snpe_helper(2, "m.dlc").snpe, nullptr);
+    EXPECT_NE(snpe_helper(2, Bytes(1234)).snpe, nullptr);
+    EXPECT_EQ(fake::Misuses(), 0);
   }
 }
 
@@ -51,18 +42,18 @@ const Bytes kShared{20, 20, 205, 50};  // both outputs in one block
 TEST(SnpeHelper, ExecuteBindsBytesThatStandForThemselves) {
   SetEngine(kTwoPixels);
   snpe_helper helper(0, "m.dlc");
-  SetEngine(kTwoPixels);
   Bytes scores(8, 7);
   EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 4));
   EXPECT_EQ(scores, (Bytes{20, 20, 205, 50, 7, 7, 7, 7}));
+  Engine engine = kTwoPixels;
+  engine.makes_buffers = false;
+  SetEngine(engine);
   EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 3, 2));  // shorter: kept buffers
-  EXPECT_EQ(fake::Calls(), (Lines{"createUserBuffer 6 [6 6 3 1] TF8 0 1", "createUserBuffer 2 [0 2 1] TF8 0 1",
-                                  "createUserBuffer 4 [4 4 2 1] TF8 0 1", "createUserBuffer 1 [1 1] TF8 0 1"}));
+  SetEngine(kTwoPixels);
   EXPECT_TRUE(helper.Execute(kPixels.data(), scores.data(), 6, 8));  // longer: the rest of the output is 0
   EXPECT_EQ(scores, (Bytes{20, 20, 205, 50, 0, 0, 0, 0}));
-  Engine failing = kTwoPixels;
-  failing.succeeds = false;
-  SetEngine(failing);
+  engine.succeeds = false;
+  SetEngine(engine);
   EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), 6, 4));  // no scores of an earlier frame either
   EXPECT_EQ(scores, Bytes(8));
   EXPECT_FALSE(helper.Execute(kPixels.data(), scores.data(), -1, 4));
@@ -77,15 +68,9 @@ TEST(SnpeHelper, VariantsBindOneBufferForEachTensor) {
   EXPECT_EQ(byte_inputs, (TensorBytes{{"in", kPixels}, {"more", {0, 0}}}));
   EXPECT_EQ(byte_outputs, (TensorBytes{{"out", kScores}, {"first", {20}}}));
 
-  SetEngine(kTwoPixels);
   TensorFloats inputs, outputs;
-  const Lines calls{"createUserBuffer 24 [24 24 12 4] FLOAT", "createUserBuffer 8 [0 8 4] FLOAT",
-                    "createUserBuffer 16 [16 16 8 4] FLOAT", "createUserBuffer 4 [4 4] FLOAT"};
   EXPECT_TRUE(helper.ExecuteTensors(inputs, outputs));
-  EXPECT_EQ(fake::Calls(), calls);
-  SetEngine(kTwoPixels);
   EXPECT_TRUE(helper.ExecuteCallerTensors(inputs, outputs));
-  EXPECT_EQ(fake::Calls(), calls);
   outputs["out"].resize(3);
   EXPECT_FALSE(helper.ExecuteCallerTensors(inputs, outputs));
   outputs.erase("out");

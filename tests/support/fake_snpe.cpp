@@ -5,11 +5,11 @@
 #include <SNPE/SNPEBuilder.hpp>
 #include <SNPE/SNPEFactory.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -18,10 +18,9 @@ namespace {
 
 using namespace zdl::DlSystem;
 
-std::mutex state_mutex;  // guards the two below
+std::mutex state_mutex;  // guards the engine
 Engine state_engine;
-std::vector<std::string> state_calls;
-std::atomic<int> overlapping{0};
+std::atomic<int> misuses{0};
 thread_local const char* last_error = "";
 
 Engine Current() {
@@ -29,13 +28,9 @@ Engine Current() {
   return state_engine;
 }
 
-void Record(const std::string& call) {
-  const std::lock_guard lock(state_mutex);
-  state_calls.push_back(call);
-}
-
 struct Container : zdl::DlContainer::IDlContainer {
-  ~Container() override { Record("~IDlContainer"); }
+  ~Container() override { misuses += networks; }
+  int networks = 0;  // built from it
 };
 
 struct Attributes : IBufferAttributes {
@@ -45,33 +40,37 @@ struct Attributes : IBufferAttributes {
 };
 
 struct Buffer : IUserBuffer {
-  Buffer(void* at, size_t size) : memory(static_cast<uint8_t*>(at)), bytes(size) {}
+  Buffer(void* at, size_t size, const TensorShape& steps, size_t element_bytes)
+      : memory(static_cast<uint8_t*>(at)), bytes(size), element(element_bytes), strides(steps) {}
   size_t getSize() const override { return bytes; }
   const TensorShape& getStrides() const override { return strides; }
   const UserBufferEncoding& getEncoding() const override { return encoding; }
   bool setBufferAddress(void*) override { return false; }
 
+  // Dense, and as long as the tensor with each dimension of 0 counted as 1.
+  bool Fits(const Tensor& tensor) const {
+    size_t stride = element, size = element;
+    bool fits = strides.rank() == tensor.shape.size();
+    for (size_t i = tensor.shape.size(); fits && i-- > 0; stride *= tensor.shape[i]) {
+      fits = strides[i] == stride;
+      size *= std::max<size_t>(tensor.shape[i], 1);
+    }
+    return fits && size == bytes;
+  }
+
   uint8_t* const memory;
-  const size_t bytes;
-  TensorShape strides;
+  const size_t bytes, element;
+  const TensorShape strides;
   UserBufferEncodingTfN encoding{0, 1.0f};
 };
 
 struct BufferFactory : IUserBufferFactory {
   std::unique_ptr<IUserBuffer> createUserBuffer(void* memory, size_t bytes, const TensorShape& strides,
                                                 UserBufferEncoding* encoding) override {
-    std::ostringstream call;
-    call.exceptions(std::ios::badbit);  // lets std::bad_alloc through
-    call << "createUserBuffer " << bytes << " [";
-    for (size_t i = 0; i < strides.rank(); ++i) call << strides[i] << (i + 1 < strides.rank() ? " " : "] ");
-    if (const auto* const tf = dynamic_cast<UserBufferEncodingTfN*>(encoding)) {
-      call << "TF" << 8 * tf->getElementSize() << " " << tf->getStepExactly0() << " " << tf->getQuantizedStepSize();
-    } else {
-      call << "FLOAT";
-    }
-    Record(call.str());
-    if (!Current().makes_buffers) return nullptr;
-    return std::make_unique<Buffer>(memory, bytes);
+    const auto* const tf = dynamic_cast<UserBufferEncodingTfN*>(encoding);
+    const bool as_they_are = tf == nullptr || (tf->getStepExactly0() == 0 && tf->getQuantizedStepSize() == 1.0f);
+    if (!Current().makes_buffers || !as_they_are) return nullptr;
+    return std::make_unique<Buffer>(memory, bytes, strides, encoding->getElementSize());
   }
 };
 
@@ -85,12 +84,13 @@ void Infer(const Tensor& from, const Buffer& input, const Tensor& to, const Buff
 
 class Network : public zdl::SNPE::SNPE {
  public:
-  explicit Network(const Engine& engine) {
+  Network(const Engine& engine, Container& container) : container_(container) {
+    ++container_.networks;
     for (const auto* tensors : {&engine.inputs, &engine.outputs}) {
       for (const Tensor& tensor : *tensors) attributes_.emplace(tensor.name, tensor);
     }
   }
-  ~Network() override { Record("~SNPE"); }
+  ~Network() override { --container_.networks; }
 
   Optional<StringList> getInputTensorNames() const override { return Names(Current().inputs); }
   Optional<StringList> getOutputTensorNames() const override { return Names(Current().outputs); }
@@ -101,19 +101,25 @@ class Network : public zdl::SNPE::SNPE {
   }
 
   bool execute(const UserBufferMap& input, const UserBufferMap& output) override {
-    if (running_.exchange(true)) ++overlapping;
+    if (running_.exchange(true)) ++misuses;
     const Engine engine = Current();
     std::this_thread::sleep_for(engine.prediction_time);
-    const auto buffer = [](const UserBufferMap& map, const Tensor& tensor) -> const Buffer& {
-      return dynamic_cast<const Buffer&>(*map.getUserBuffer(tensor.name.c_str()));
+    const auto buffer = [](const UserBufferMap& map, const Tensor& tensor) {
+      return dynamic_cast<const Buffer*>(map.getUserBuffer(tensor.name.c_str()));
     };
+    const auto fit = [&](const UserBufferMap& map, const std::vector<Tensor>& tensors) {
+      return std::ranges::all_of(tensors, [&](const Tensor& tensor) {
+        return buffer(map, tensor) != nullptr && buffer(map, tensor)->Fits(tensor);
+      });
+    };
+    const bool succeeds = engine.succeeds && fit(input, engine.inputs) && fit(output, engine.outputs);
     for (const Tensor& tensor : engine.outputs) {
-      if (engine.succeeds && !engine.throws)
-        Infer(engine.inputs[0], buffer(input, engine.inputs[0]), tensor, buffer(output, tensor));
+      if (!succeeds || engine.throws) break;
+      Infer(engine.inputs[0], *buffer(input, engine.inputs[0]), tensor, *buffer(output, tensor));
     }
     running_ = false;
     if (engine.throws) throw std::runtime_error("execute");
-    return engine.succeeds && input.size() == engine.inputs.size();
+    return succeeds;
   }
 
  private:
@@ -124,13 +130,13 @@ class Network : public zdl::SNPE::SNPE {
     return {names};
   }
 
+  Container& container_;
   mutable std::map<std::string, Attributes> attributes_;
   std::atomic<bool> running_{false};
 };
 
-std::unique_ptr<zdl::DlContainer::IDlContainer> Open(const std::string& what) {
-  Record("open " + what);
-  if (Current().opens) return std::make_unique<Container>();
+std::unique_ptr<zdl::DlContainer::IDlContainer> Open(bool anything) {
+  if (anything && Current().opens) return std::make_unique<Container>();
   last_error = "cannot open";
   return nullptr;
 }
@@ -140,23 +146,16 @@ std::unique_ptr<zdl::DlContainer::IDlContainer> Open(const std::string& what) {
 void SetEngine(const Engine& engine) {
   const std::lock_guard lock(state_mutex);
   state_engine = engine;
-  state_calls.clear();
-  overlapping = 0;
+  misuses = 0;
 }
 
-std::vector<std::string> Calls() {
-  const std::lock_guard lock(state_mutex);
-  return state_calls;
-}
-
-int OverlappingExecutions() {
-  return overlapping;
+int Misuses() {
+  return misuses;
 }
 
 }  // namespace pexo::fake
 
 using pexo::fake::Current;
-using pexo::fake::Record;
 
 const char* zdl::DlSystem::getLastErrorString() {
   return pexo::fake::last_error;
@@ -165,10 +164,10 @@ const char* zdl::DlSystem::getLastErrorString() {
 namespace zdl::DlContainer {
 
 std::unique_ptr<IDlContainer> IDlContainer::open(const DlSystem::String& path) {
-  return pexo::fake::Open(path.c_str());
+  return pexo::fake::Open(*path.c_str() != 0);
 }
 std::unique_ptr<IDlContainer> IDlContainer::open(const std::vector<uint8_t>& bytes) {
-  return pexo::fake::Open(std::to_string(bytes.size()));
+  return pexo::fake::Open(!bytes.empty());
 }
 
 }  // namespace zdl::DlContainer
@@ -176,39 +175,44 @@ std::unique_ptr<IDlContainer> IDlContainer::open(const std::vector<uint8_t>& byt
 namespace zdl::SNPE {
 
 struct SNPEBuilder::Settings {
-  bool has_container;
+  pexo::fake::Container* container;
+  int right = 0;  // calls that ask for what they should; there are five to make
 };
 
-SNPEBuilder::SNPEBuilder(DlContainer::IDlContainer* container) : settings_(new Settings{container != nullptr}) {}
+SNPEBuilder::SNPEBuilder(DlContainer::IDlContainer* container)
+    : settings_(new Settings{static_cast<pexo::fake::Container*>(container)}) {}
 SNPEBuilder::~SNPEBuilder() = default;
 
 SNPEBuilder& SNPEBuilder::setOutputLayers(const DlSystem::StringList& layers) {
-  return Record("setOutputLayers " + std::to_string(layers.size())), *this;
+  return settings_->right += layers.size() == 0, *this;
 }
 SNPEBuilder& SNPEBuilder::setRuntimeProcessor(DlSystem::Runtime_t runtime) {
-  return Record("setRuntimeProcessor " + std::to_string(static_cast<int>(runtime))), *this;
+  const std::set<int> runtimes = Current().runtimes;
+  const int number = static_cast<int>(runtime);
+  return settings_->right += runtimes.empty() ? number == 0 : runtimes.contains(number), *this;
 }
 SNPEBuilder& SNPEBuilder::setPlatformConfig(const DlSystem::PlatformConfig& config) {
-  return Record(std::string("setPlatformConfig [") + config.getPlatformOptions() + "]"), *this;
+  return settings_->right += config.getPlatformOptions().empty(), *this;
 }
 SNPEBuilder& SNPEBuilder::setUseUserSuppliedBuffers(bool use) {
-  return Record(use ? "setUseUserSuppliedBuffers" : "engine's own buffers"), *this;
+  return settings_->right += use, *this;
 }
 SNPEBuilder& SNPEBuilder::setInitCacheMode(bool cache) {
-  return Record(cache ? "setInitCacheMode" : "no cache"), *this;
+  return settings_->right += cache, *this;
 }
 
 std::unique_ptr<SNPE> SNPEBuilder::build() {
-  Record("build");
   const pexo::fake::Engine engine = Current();
-  if (settings_->has_container && engine.builds) return std::make_unique<pexo::fake::Network>(engine);
-  pexo::fake::last_error = settings_->has_container ? "cannot build" : "no container";
+  pexo::fake::Container* const container = settings_->container;
+  if (container != nullptr && settings_->right == 5 && engine.builds) {
+    return std::make_unique<pexo::fake::Network>(engine, *container);
+  }
+  pexo::fake::last_error = container != nullptr ? "cannot build" : "no container";
   return nullptr;
 }
 
 bool SNPEFactory::isRuntimeAvailable(DlSystem::Runtime_t runtime) {
-  Record("isRuntimeAvailable " + std::to_string(static_cast<int>(runtime)));
-  if (Current().runtimes.count(static_cast<int>(runtime)) != 0) return true;
+  if (Current().runtimes.contains(static_cast<int>(runtime))) return true;
   pexo::fake::last_error = "no such runtime";
   return false;
 }

@@ -1,4 +1,4 @@
-// An inference engine for tests: a libSNPE.so that does what it is told and tells what it was asked.
+// An inference engine for tests: a libSNPE.so that does what it is told, and only for those who ask as they should.
 //
 // Link the target `fake_snpe` (with pexo_core, or beside the product); see pexo_fake_engine_test in CMakeLists.txt.
 #ifndef PEXO_TESTS_SUPPORT_FAKE_SNPE_H_
@@ -24,8 +24,12 @@ struct Tensor {
 // Results: g, the middle channel (green; the only one of a one-channel tensor) of the first input, goes to every output
 // tensor: (255 - g, g) for two channels, g in all of them otherwise. Pixel p of n takes pixel p m / n of m. Buffers are
 // taken for bytes.
+//
+// Nothing is built without a runtime that is available, every output layer, user buffers, the cache and a platform
+// without options. Execution fails unless every tensor has a dense buffer, of bytes that stand for themselves or of
+// floats.
 struct Engine {
-  std::set<int> runtimes = {0};  // Runtime_t values that are available
+  std::set<int> runtimes = {0};  // Runtime_t values that are available; a network may also run on 0 where none is
   bool opens = true;             // false: opening a container gives null ("cannot open")
   bool builds = true;            // false: build() gives null ("cannot build"; "no container" without one)
   bool has_names = true;         // false: no list of names, neither of inputs nor of outputs
@@ -41,11 +45,9 @@ struct Engine {
 // Takes effect with the next call of the engine, also of networks that are built. At any time.
 PEXO_FAKE_API void SetEngine(const Engine& engine);
 
-// What was asked since the last SetEngine, but for execute, one line a call, in order; see Record in fake_snpe.cpp.
-PEXO_FAKE_API std::vector<std::string> Calls();
-
-// Calls of execute, since the last SetEngine, that began while another ran on the same network. At any time.
-PEXO_FAKE_API int OverlappingExecutions();
+// What no engine has to stand, since the last SetEngine: calls of execute that began while another ran on the same
+// network, and networks that outlived their container. At any time.
+PEXO_FAKE_API int Misuses();
 
 }  // namespace pexo::fake
 

@@ -64,11 +64,15 @@ void ExpectExact(Size size, Size mask_size, float strength = 1.5f, int32_t forma
                                   << "x" << mask_size.height << " strength " << strength;
 }
 
-// Equal, half, smaller than half both ways, larger, and sizes that cross in one direction.
+// Equal, half, smaller than half both ways, larger, and equal one way but smaller than half the other.
 std::vector<Size> MaskSizes(Size size) {
   const auto [width, height] = size;
-  return {size, Size{width / 2, height / 2}, Size{std::max(1, width / 3), std::max(1, height / 3)},
-          Size{width + 10, height + 6}, Size{width / 2, std::max(1, height / 5)}};
+  return {size,
+          Size{width / 2, height / 2},
+          Size{std::max(1, width / 3), std::max(1, height / 3)},
+          Size{width + 10, height + 6},
+          Size{width, std::max(1, height / 5)},
+          Size{std::max(1, width / 5), height}};
 }
 
 TEST(BackgroundBlur, ExactAtEverySmallSizeWhateverFreshMemoryHolds) {

@@ -125,7 +125,7 @@ library's own rendering as cameras show it, exact to the byte.
   --effect colour|blur|mask  colour: the background turns grey; blur: it is blurred; mask: the person's mask instead
 
   --model auto|big|small|wide|PATH
-                             the network; auto (default with --background): wide for pictures of 1.4:1 and wider, else
+                             the network; auto (default with --background): wide for pictures of 16:10 and wider, else
                              small; big is the default with --effect. They are looked for in models/ beside this program
   --rotate auto|0|90|180|270 turn the picture clockwise by this angle for the model to see the person upright; the output
                              is not turned; auto (default): as the film says

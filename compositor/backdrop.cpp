@@ -90,6 +90,7 @@ void Backdrop::CoverFrame(const ConstFrame& frame, int rotation) {
   const bool quarter = rotation % 180 != 0;
   const int width = quarter ? frame.height : frame.width, height = quarter ? frame.width : frame.height;
   PlanarPicture& upright = rotation == 0 ? covering_ : upright_;
+  is_covered_ = false;
   upright.Resize(width, height);
   const ConstFrame picture = ViewOf(picture_);
   scaler_.Scale(picture, CoveringPart(picture.width, picture.height, width, height), upright);

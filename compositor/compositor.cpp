@@ -67,14 +67,15 @@ class Compositor::Implementation {
     Slot& slot = SlotOf(finished_);
     CheckOutput(slot.frame, output);
     WaitForMask();
-    if (slot.error != nullptr) {
-      ++finished_;
-      composer_.Reset();
-      std::rethrow_exception(slot.error);
-    }
+    ++finished_;  // whatever becomes of it
     const auto start = std::chrono::steady_clock::now();
-    composer_.Compose(slot.frame, slot.segmentation, output);
-    ++finished_;
+    try {
+      if (slot.error != nullptr) std::rethrow_exception(slot.error);
+      composer_.Compose(slot.frame, slot.segmentation, output);
+    } catch (...) {
+      composer_.Reset();
+      throw;
+    }
     const Plane<uint8_t>& mask = composer_.mask();
     return {.mask = {mask.Row(0), mask.stride(), mask.width(), mask.height()},
             .person_fraction = PersonFraction(slot.segmentation.mask),

@@ -33,6 +33,7 @@ Segmenter::Segmenter(const Model& model, int rotation) : model_(model), rotation
   if (model.width < 2 || model.height < 2 || model.width % 2 != 0 || model.height % 2 != 0) {
     throw std::invalid_argument("a model's width and height must be even");
   }
+  model_frame_.resize(static_cast<size_t>(model.width) * static_cast<size_t>(model.height) * 3 / 2);
   handle_.reset(pexoHumanBodySegCreate());
   if (handle_ == nullptr) throw std::bad_alloc();
   const int32_t effect = HUMANBODYSEG_EFFECT_MASK;
@@ -40,7 +41,6 @@ Segmenter::Segmenter(const Model& model, int rotation) : model_(model), rotation
   Set(handle_.get(), PARAM_MODEL_PATH, model.path.c_str(), "the model's path is too long");
   const int32_t status = pexoHumanBodySegInit(handle_.get());
   if (status != HUMANBODYSEG_OK) throw Error(Reason(("cannot load the model " + model.path).c_str(), status));
-  model_frame_.resize(static_cast<size_t>(model.width) * static_cast<size_t>(model.height) * 3 / 2);
 }
 
 Segmenter::~Segmenter() {

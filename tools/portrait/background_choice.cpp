@@ -41,7 +41,10 @@ BackgroundChoice ParseBackground(const std::string& word) {
   if (word == "none") return compositor::Transparent{};
   if (word.empty()) throw tools::UsageError("takes blur, grey, none, a colour or a file, not an empty word");
   uint8_t rgba[4] = {};
-  if (av_parse_color(rgba, word.c_str(), -1, nullptr) >= 0) return compositor::Colour{rgba[0], rgba[1], rgba[2]};
+  // The parser prints what it does not know.
+  const bool is_path = word.find_first_of("./") != std::string::npos;
+  if (!is_path && av_parse_color(rgba, word.c_str(), -1, nullptr) >= 0)
+    return compositor::Colour{rgba[0], rgba[1], rgba[2]};
   std::error_code ignored;
   if (word.starts_with("#") || !std::filesystem::exists(word, ignored)) {
     throw tools::UsageError("takes blur, grey, none, a colour or a file; '" + word + "' is no colour and no file");

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <pexo/humanbodyseg.h>
@@ -28,11 +30,29 @@ constexpr Known kKnown[] = {{"big", "MoviePortraitBig.dlc", {256, 256}},
                             {"small", "MoviePortraitSmall.dlc", {256, 256}},
                             {"wide", "MoviePortraitSmallWide.dlc", {256, 144}}};
 
+// The folder of the program, or of the plugin that this is linked into.
+fs::path OwnFolder() {
+  static const char anchor = 0;
+  Dl_info info;
+  void* object = nullptr;
+  if (::dladdr1(&anchor, &info, &object, RTLD_DL_LINKMAP) != 0) {
+    const char* name = static_cast<const link_map*>(object)->l_name;
+    if (name[0] != '\0') return fs::canonical(name).parent_path();  // a program's own name is empty
+  }
+  return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+// A plugin lies one folder deeper than the program.
+fs::path ModelFolder() {
+  const fs::path folder = OwnFolder();
+  const fs::path above = folder.parent_path() / "models";
+  return !fs::exists(folder / "models") && fs::exists(above) ? above : folder / "models";
+}
+
 compositor::Model Locate(const std::string& word) {
   for (const Known& known : kKnown) {
     if (word != known.word) continue;
-    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path() / "models";
-    const fs::path file = folder / known.file;
+    const fs::path file = ModelFolder() / known.file;
     return {file.native().size() <= kMaxPath ? file : fs::proximate(file), known.size.width, known.size.height};
   }
   // The input's size is only in the container; a good guess costs nothing, as the library scales what does not fit.

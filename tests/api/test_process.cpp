@@ -161,12 +161,12 @@ char ColourOf(int32_t direction, float share) {
 
 TEST(Process, ColourStaysWhileSomebodyIsThere) {
   const std::string nobody = "-------", somebody = "------+", obvious = "+++++++";
+  // Compared in double: 0.12f and 0.24f lie below the constants, 0.05f and 0.1f above.
   const struct {
     int32_t direction;
     float share;
     std::string colours;  // of seven frames, after seven without anybody
-  } cases[] = {           // compared in double: 0.12f and 0.24f lie below the constants, 0.05f and 0.1f above
-               {0, 0.0f, nobody},     {0, 0.12f, nobody},   {0, 0.125f, somebody}, {0, 0.24f, somebody},
+  } cases[] = {{0, 0.0f, nobody},     {0, 0.12f, nobody},   {0, 0.125f, somebody}, {0, 0.24f, somebody},
                {0, 0.2401f, obvious}, {1, 0.0499f, nobody}, {1, 0.05f, somebody},  {1, 0.0999f, somebody},
                {1, 0.1f, obvious},    {7, 0.04f, nobody},   {7, 0.11f, obvious},   {-1, 0.0f, somebody},
                {-1, 1.0f, somebody}};

@@ -79,7 +79,7 @@ std::string StringOf(const GValue* value) {
   return text != nullptr ? text : "";
 }
 
-void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* property) {
   State& state = *Self(object)->state;
   const ObjectLock lock(object);
   switch (id) {
@@ -96,11 +96,11 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
       state.fail = static_cast<Fail>(g_value_get_enum(value));
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
   }
 }
 
-void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* property) {
   const State& state = *Self(object)->state;
   const ObjectLock lock(object);
   switch (id) {
@@ -117,7 +117,7 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
       g_value_set_enum(value, static_cast<int>(state.fail));
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
   }
 }
 

@@ -63,9 +63,9 @@ int32_t qmxImageFree(QmxImage* image);
 int32_t qmxResize(const QmxImage* source, QmxImage* destination, int32_t interpolation);
 
 /* Colour conversions between images of one even size, in full-range BT.601 (the matrix of JPEG files). From NV21 they
- * come within 1.3 levels of the exact value, each pair of chroma samples serving its 2x2 block of pixels; to NV21 within
- * 0.51, the chroma being that of the block's mean. Each needs no memory and returns 0, or non-zero and leaves the
- * destination as it was: an image that is not acceptable, another format than the name says, different sizes. */
+ * come within 1.3 levels of the exact value, each pair of chroma samples serving its 2x2 block of pixels; to NV21
+ * within 0.51, the chroma being that of the block's mean. Each needs no memory and returns 0, or non-zero and leaves
+ * the destination as it was: an image that is not acceptable, another format than the name says, different sizes. */
 int32_t qmxColorNV21toRGB888u8(const QmxImage* source, QmxImage* destination);
 int32_t qmxColorNV21toBGR888u8(const QmxImage* source, QmxImage* destination);
 int32_t qmxColorRGB888toNV21u8(const QmxImage* source, QmxImage* destination);

@@ -1,8 +1,9 @@
 // A network, ready to run.
 //
-// These headers declare the engine's C++ interface as far as it concerns running one network from user buffers: what the
-// library calls, and those classes' other common calls, so that programs around it compile as well. They are written for
-// this project, and are source compatible with the engine SDK's own headers, which take their place when SNPE_ROOT is set.
+// These headers declare the engine's C++ interface as far as it concerns running one network from user buffers: what
+// the library calls, and those classes' other common calls, so that programs around it compile as well. They are
+// written for this project, and are source compatible with the engine SDK's own headers, which take their place when
+// SNPE_ROOT is set.
 #ifndef PEXO_SNPE_SNPE_HPP_
 #define PEXO_SNPE_SNPE_HPP_
 

@@ -38,7 +38,9 @@ add_library(pexo_options INTERFACE)
 # Contraction to fused multiply-add would make float results differ between x86 and Arm.
 target_compile_options(pexo_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wundef -Wcast-qual -ffp-contract=off
-  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  # Clang counts what the macros of C libraries become as ours; gcc still tells of such things where we write them.
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-c99-extensions -Wno-gnu-statement-expression>)
 if(PEXO_SANITIZE)
   add_compile_options(-fsanitize=${PEXO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${PEXO_SANITIZE})

@@ -1,8 +1,5 @@
 #include "options.h"
 
-#include <algorithm>
-#include <charconv>
-#include <cstdio>
 #include <tuple>
 
 extern "C" {
@@ -10,23 +7,11 @@ extern "C" {
 }
 
 #include "common/command_line.h"
+#include "option_values.h"
 
 namespace pexo::portrait {
 
 namespace {
-
-constexpr int kMostSize = 32766;  // the image library's scaler's
-
-double ParseNumber(const std::string& word, double least, double most) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-  if (error != std::errc() || end != word.data() + word.size() || !(value >= least && value <= most)) {
-    char range[64];
-    std::snprintf(range, sizeof range, "takes a number from %g to %g, not '", least, most);
-    throw tools::UsageError(range + word + "'");
-  }
-  return value;
-}
 
 int64_t ParseTime(const std::string& word) {
   int64_t time = 0;
@@ -34,15 +19,6 @@ int64_t ParseTime(const std::string& word) {
     throw tools::UsageError("takes a time such as 90, 1:30 or 1:30.5, not '" + word + "'");
   }
   return time;
-}
-
-media::Size ParseSize(const std::string& word) {
-  media::Size size{};
-  if (av_parse_video_size(&size.width, &size.height, word.c_str()) < 0 || std::min(size.width, size.height) < 2 ||
-      std::max(size.width, size.height) > kMostSize) {
-    throw tools::UsageError("takes a size such as 1280x720, not '" + word + "'");
-  }
-  return size;
 }
 
 }  // namespace

@@ -1,0 +1,61 @@
+// Programs that the tests start, and waiting for what they do.
+#ifndef PEXO_TESTS_LIVE_PROGRAMS_H_
+#define PEXO_TESTS_LIVE_PROGRAMS_H_
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace pexo::test {
+
+inline constexpr auto kPatience = std::chrono::seconds(60);  // for what takes well below a second
+template <typename Condition>
+bool Until(Condition condition) {
+  for (const auto limit = std::chrono::steady_clock::now() + kPatience; std::chrono::steady_clock::now() < limit;) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return condition();
+}
+
+// A program that ends with the test at the latest.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> words) {
+    words.insert(words.begin(),
+                 {"timeout", "--foreground", "--signal=KILL", std::getenv("PEXO_LIVE_ROUNDS") ? "1200" : "120"});
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    if (::posix_spawnp(&id_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) {
+      throw std::runtime_error(words[4]);
+    }
+  }
+  ~Program() { End(); }
+  Program(const Program&) = delete;
+
+  // SIGTERM, or nothing for a program that ends by itself; returns the exit status.
+  int End(int signal = SIGTERM) {
+    if (id_ <= 0) return -1;
+    if (signal != 0) ::kill(id_, signal);
+    int status = 0;
+    ::waitpid(std::exchange(id_, -1), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+ private:
+  pid_t id_ = -1;
+};
+
+}  // namespace pexo::test
+
+#endif  // PEXO_TESTS_LIVE_PROGRAMS_H_

@@ -1,0 +1,71 @@
+// From a Video4Linux camera to a loopback device. Runs in the emulated machine (see CMakeLists.txt), which is thirty
+// times slower than this one.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "live/camera.h"
+#include "live/device_modes.h"
+#include "live/fit.h"
+#include "tests/live/programs.h"
+#include "tests/live/room.h"
+
+namespace pexo::live {
+namespace {
+
+using test::Program;
+using test::Seen;
+using test::Until;
+
+constexpr char kCamera[] = "/dev/video0", kLoopback[] = "/dev/video10";
+constexpr media::Size kSize{320, 180};
+
+// Whether any process but this one has the file open.
+bool IsOpen(const std::string& file) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const auto& process : fs::directory_iterator("/proc", ignored)) {
+    if (process.path().filename() == std::to_string(::getpid())) continue;
+    for (const auto& descriptor : fs::directory_iterator(process.path() / "fd", ignored)) {
+      if (fs::read_symlink(descriptor.path(), ignored) == file) return true;
+    }
+  }
+  return false;
+}
+
+bool HasFormat() {
+  std::ifstream file("/sys/class/video4linux/video10/format");
+  std::string format;
+  return static_cast<bool>(file >> format);
+}
+
+// The camera's test picture has bars of all colours; those with much green are a person to the fake engine. The wall is
+// blue: of the red, which is a quarter of the picture, hardly anything remains where the small network is rough.
+TEST(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
+  ASSERT_TRUE(IsCamera(kCamera));
+  ::setenv("XDG_RUNTIME_DIR", "/run", 1);
+  Program program({"env", "LD_LIBRARY_PATH=" PEXO_FAKE_ENGINE_DIR, PEXO_PORTRAIT, "live", "--from", kCamera, "--to",
+                   kLoopback, "--background", "blue", "--size", "320x180", "--model", PEXO_MODEL});
+  ASSERT_TRUE(Until(HasFormat));
+  for (int look = 0; look < 2; ++look) {
+    ASSERT_TRUE(Until([] { return !IsOpen(kCamera); })) << look;
+    const auto reader = OpenDeviceCamera(kLoopback, kSize, 30);
+    media::FrameConverter converter;
+    int pictures = 0, cards = 0;
+    EXPECT_TRUE(Until([&] {
+      const auto frame = reader->Read(std::chrono::milliseconds(500));
+      if (!frame) return false;
+      const Seen seen(*FitFrame(*frame->picture, kSize, converter));
+      EXPECT_LT(seen.room, 0.05);
+      ++(seen.is_card ? cards : pictures);
+      return pictures == 5;
+    })) << cards;
+    EXPECT_TRUE(IsOpen(kCamera));
+  }
+  EXPECT_TRUE(Until([] { return !IsOpen(kCamera); }));
+  EXPECT_EQ(program.End(), 0);
+}
+
+}  // namespace
+}  // namespace pexo::live

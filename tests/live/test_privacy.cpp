@@ -1,0 +1,170 @@
+// Whatever goes wrong, no picture shows the bare room. The clock is the test's own: no threads, no waiting.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "live/director.h"
+#include "live/fit.h"
+#include "tests/live/room.h"
+#include "tests/support/failing_new.h"
+#include "tests/support/fake_snpe.h"
+#include "tests/support/handle.h"
+
+namespace pexo::live {
+namespace {
+
+using std::chrono::milliseconds;
+using test::Seen;
+
+constexpr auto kPeriod = milliseconds(33);
+constexpr int kWidth = 128, kHeight = 64;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int64_t kShown = 5000;  // several times slower there
+#else
+constexpr int64_t kShown = 20000;
+#endif
+
+fake::Engine GoodEngine() {
+  fake::Engine engine;
+  engine.inputs = {{"input", {1, 64, 64, 3}}};
+  engine.outputs = {{"output", {1, 64, 64, 2}}};
+  return engine;
+}
+
+// Holds what is shown against what may be shown.
+class Audience : public Output {
+ public:
+  void Show(const Picture& picture) override {
+    const Seen seen(picture.frame());
+    ++shown;
+    bare += seen.room > 0;
+    if (seen.is_card) {
+      ++cards;
+      return;
+    }
+    // A picture is one frame's, whole, and newer than the one before.
+    const int64_t number = picture.captured().time_since_epoch().count();
+    mixed += seen.number != number % test::kNumbers && !has_wrong_mask;
+    disordered += number <= last_number;
+    last_number = number;
+  }
+
+  int64_t shown = 0, cards = 0, bare = 0, mixed = 0, disordered = 0, last_number = -1;
+  bool has_wrong_mask = false;
+};
+
+enum Fault { kNone, kFails, kThrows, kHangs, kLies, kNoMemory, kThrowsOther, kLost, kStall, kResized, kFaults };
+
+// One output frame after the other, with a fault now and then.
+class Show {
+ public:
+  explicit Show(uint32_t seed) : random_(seed), director_({kPeriod, true}, audience_, card_) {
+    fake::SetEngine(GoodEngine());
+    compositor::Options options;
+    options.model = {test::kAnyModel, 64, 64};
+    options.has_worker = false;
+    options.calm = 0;
+    wall_ = test::kWall;
+    renderer_.emplace(options, media::Size{kWidth, kHeight}, [this](Time) { return &wall_; });
+    Watch(true);
+  }
+
+  void Watch(bool is_watched) { director_.session().SetWatched(is_watched, now_); }
+  Audience& audience() { return audience_; }
+  int64_t failures() const { return failures_; }
+
+  // One period: what the camera sends, what the renderer makes of it, what is shown.
+  void Step(Fault fault) {
+    now_ += kPeriod;
+    if (late_ && now_ >= late_until_) director_.Take(*std::exchange(late_, std::nullopt), now_);
+    if (fault == kLost) director_.session().Fail();
+    const bool is_busy = late_.has_value() || fault == kLost || fault == kStall;
+    if (!is_busy && director_.session().WantsCamera(now_)) Render(fault);
+    director_.ShowCardIfDue(now_);
+    ++number_;
+  }
+
+ private:
+  void Render(Fault fault) {
+    fake::Engine engine = GoodEngine();
+    engine.succeeds = fault != kFails;
+    engine.throws = fault == kThrows;
+    if (fault == kLies) engine.outputs[0].shape = {1, 2, 2, 1};  // other scores than it had promised
+    if (fault != last_) fake::SetEngine(engine);
+    last_ = fault;
+    const bool is_small = fault == kResized;
+    const CameraFrame frame{test::RoomFrame(number_, is_small ? kWidth / 2 : kWidth, is_small ? kHeight / 2 : kHeight),
+                            Time(Time::duration(number_))};
+    Outcome outcome = std::string();
+    const int allocation = fault == kNoMemory ? static_cast<int>(random_() % 12) : -1;
+    test::Strikes(allocation, [&] {
+      outcome = TryRender([&] {
+        if (fault == kThrowsOther) throw 5;
+        return renderer_->Render(frame);
+      });
+    });
+    failures_ += std::holds_alternative<std::string>(outcome);
+    audience_.has_wrong_mask = fault == kLies;
+    if (fault != kHangs) {
+      director_.Take(outcome, now_);
+      return;
+    }
+    late_ = std::move(outcome);
+    late_until_ = now_ + std::chrono::seconds(1);
+  }
+
+  std::mt19937 random_;
+  Time now_{std::chrono::hours(1)};
+  int64_t number_ = 0;
+  int64_t failures_ = 0;
+  compositor::Background wall_;
+  const Picture card_ = Picture::OfCard(PlainFrame({kWidth, kHeight}, 96));
+  Audience audience_;
+  Director director_;
+  std::optional<Renderer> renderer_;
+  Fault last_ = kNone;
+  std::optional<Outcome> late_;
+  Time late_until_{};
+};
+
+void ExpectPrivate(const Audience& audience) {
+  EXPECT_EQ(audience.bare, 0);
+  EXPECT_EQ(audience.mixed, 0);
+  EXPECT_EQ(audience.disordered, 0);
+}
+
+TEST(Privacy, HoldsForEveryFaultAtEveryCallInTurn) {
+  for (int fault = kNone; fault < kFaults; ++fault) {
+    Show show(1);
+    for (int call = 0; call < 16; ++call) {
+      for (int i = 0; i < call; ++i) show.Step(kNone);
+      show.Step(static_cast<Fault>(fault));
+      // What it cannot do at once it does within half a second.
+      const int64_t before = show.audience().shown;
+      for (int i = 0; i < 17; ++i) show.Step(kNone);
+      EXPECT_GT(show.audience().shown, before) << fault;
+    }
+    ExpectPrivate(show.audience());
+    EXPECT_GT(show.audience().shown - show.audience().cards, 16) << fault;
+    const bool fails = fault == kFails || fault == kThrows || fault == kThrowsOther;
+    EXPECT_GE(show.failures(), fails ? 16 : fault == kNoMemory ? 6 : 0) << fault;
+  }
+}
+
+TEST(Privacy, HoldsForTwentyThousandFramesOfRandomFaults) {
+  std::mt19937 random(7);
+  Show show(8);
+  bool is_watched = true;
+  while (show.audience().shown < kShown) {
+    const Fault fault = random() % 4 == 0 ? static_cast<Fault>(random() % kFaults) : kNone;
+    const int length = random() % 8 == 0 ? 20 : 1;  // longer than pictures count
+    for (int i = 0; i < length; ++i) show.Step(fault);
+    if (random() % 50 == 0) show.Watch(is_watched = !is_watched);
+  }
+  ExpectPrivate(show.audience());
+  EXPECT_GT(show.audience().cards, kShown / 20);
+  EXPECT_GT(show.audience().shown - show.audience().cards, kShown / 4);
+}
+
+}  // namespace
+}  // namespace pexo::live

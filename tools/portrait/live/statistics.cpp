@@ -1,0 +1,39 @@
+#include "live/statistics.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <ctime>
+
+namespace pexo::live {
+
+double ProcessorSeconds() {
+  timespec time{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+void Statistics::Add(const Finished& finished, Time now) {
+  ++shown;
+  delay.Add(std::chrono::duration<double>(now - finished.picture.captured()).count());
+  convert.Add(finished.convert_seconds);
+  segment.Add(finished.segment_seconds);
+  compose.Add(finished.compose_seconds);
+}
+
+std::string Statistics::Text(Time now, int64_t frames, int64_t dropped) const {
+  char text[512];
+  const auto median = [](const portrait::StageTimes& times) { return 1e3 * times.Quantile(0.5); };
+  const double seconds = std::chrono::duration<double>(now - start).count();
+  std::snprintf(text, sizeof text,
+                "frames: %" PRId64 " in, %" PRId64 " out, %" PRId64 " dropped, %" PRId64
+                " failed\n"
+                "delay from the camera: median %.1f ms, 99%% within %.1f ms\n"
+                "stages, medians: convert %.1f ms, segment %.1f ms, compose %.1f ms\n"
+                "processor: %.0f%% of one core over %.1f s\n",
+                frames - frames_before, shown, dropped - dropped_before, failed, median(delay),
+                1e3 * delay.Quantile(0.99), median(convert), median(segment), median(compose),
+                seconds > 0 ? 100 * (ProcessorSeconds() - processor_before) / seconds : 0, seconds);
+  return text;
+}
+
+}  // namespace pexo::live

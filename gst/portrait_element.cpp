@@ -246,7 +246,7 @@ void InstallProperties(GObjectClass* object_class) {
   g_object_class_install_property(
       object_class, kModel,
       g_param_spec_string("model", "Model",
-                          "The network: auto (wide for frames of 1.4:1 and wider, else small), small, wide, or a file",
+                          "The network: auto (wide for frames of 16:10 and wider, else small), small, wide, or a file",
                           defaults.model.c_str(), flags));
   g_object_class_install_property(object_class, kFail,
                                   g_param_spec_enum("fail", "Fail", "What happens where no person can be looked for",

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The blur's kernels and composites, each beside its scalar form, the same job with OpenCV (where it is installed) and
 // libyuv, and a memcpy of what it moves. One thread; processor times, medians of one run.
 #include <benchmark/benchmark.h>

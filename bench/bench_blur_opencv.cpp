@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/bench_blur_opencv.h"
 
 #include <opencv2/core.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The blur's jobs as one writes them with OpenCV, on one thread, with the planes on the way kept from call to call.
 // Planes are tightly packed.
 #ifndef PEXO_BENCH_BENCH_BLUR_OPENCV_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finished pictures beside the library's own work on the small copy that their mask comes from: one thread, times are
 // medians of one run.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The network on the host's engine: prediction beside the bare inference, the work around it, loading, and mask view
 // frames a second. Times are medians of one run.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pipelines: frames a second and lateness of every effect with the real model, throughput and waiting times with an
 // engine whose prediction takes a set time, and what an idle pipeline costs.
 #include <pexo_host/engine.h>

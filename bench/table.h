@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the benches share: Google Benchmark's measurements as one table of times and ratios.
 #ifndef PEXO_BENCH_TABLE_H_
 #define PEXO_BENCH_TABLE_H_

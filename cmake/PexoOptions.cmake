@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Settings shared by every target of ours: language level, warnings, sanitizers, where the products go.
 
 set(CMAKE_CXX_STANDARD 20)

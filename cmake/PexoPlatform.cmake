@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The three libraries that a device supplies, as the targets pexo::qmx, pexo::log and pexo::snpe.
 # Host: our own stand-ins. Device: the vendors' libraries, from QMX_ROOT, PEXOLOG_ROOT and SNPE_ROOT.
 

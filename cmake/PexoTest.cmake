@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # pexo_test(NAME SOURCES a.cpp ... [LIBRARIES target ...] [LABELS label ...]): a GoogleTest program, run as one ctest case.
 
 if(CMAKE_CROSSCOMPILING)

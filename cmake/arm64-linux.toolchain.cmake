@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Debian's cross compiler for 64-bit Arm; programs run under user-mode emulation.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The backgrounds: what each needs to see of a frame, and how a person is set before it.
 #ifndef PEXO_COMPOSITOR_BACKDROP_H_
 #define PEXO_COMPOSITOR_BACKDROP_H_

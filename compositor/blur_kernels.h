@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The steps of the weighted blur on rows of its small picture, in floats. The same bytes on every processor of an
 // architecture: no sums across elements, no fused multiply-add.
 //

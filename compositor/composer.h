@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The second stage: from a frame and its segmentation to the finished picture.
 #ifndef PEXO_COMPOSITOR_COMPOSER_H_
 #define PEXO_COMPOSITOR_COMPOSER_H_

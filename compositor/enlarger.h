@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small plane as rows of a large one, bilinear between the centres of its pixels.
 #ifndef PEXO_COMPOSITOR_ENLARGER_H_
 #define PEXO_COMPOSITOR_ENLARGER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A frame row by row, planar and padded as the row kernels want it, whatever its layout.
 #ifndef PEXO_COMPOSITOR_FRAME_ROWS_H_
 #define PEXO_COMPOSITOR_FRAME_ROWS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "guide.h"
 
 #undef HWY_TARGET_INCLUDE

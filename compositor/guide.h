@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small picture that edges and calm are computed from, and the arithmetic on planes of its size.
 #ifndef PEXO_COMPOSITOR_GUIDE_H_
 #define PEXO_COMPOSITOR_GUIDE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Masks that do not flicker where the picture stands still.
 #ifndef PEXO_COMPOSITOR_MASK_CALMER_H_
 #define PEXO_COMPOSITOR_MASK_CALMER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A coarse mask brought to the edges of the picture.
 #ifndef PEXO_COMPOSITOR_MASK_REFINER_H_
 #define PEXO_COMPOSITOR_MASK_REFINER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "planar_picture.h"
 
 #include <libyuv.h>

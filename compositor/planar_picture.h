@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pictures of our own in three planes: scaled copies of frames, and the conversion between ranges and matrices.
 #ifndef PEXO_COMPOSITOR_PLANAR_PICTURE_H_
 #define PEXO_COMPOSITOR_PLANAR_PICTURE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Working memory that is kept from frame to frame.
 #ifndef PEXO_COMPOSITOR_PLANE_H_
 #define PEXO_COMPOSITOR_PLANE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "row_kernels.h"
 
 #include <cstring>

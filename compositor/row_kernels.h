@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One row of a full-size pass each, in 16-bit arithmetic. The same bytes on every processor of an architecture: all
 // operations are element by element, in integers.
 //

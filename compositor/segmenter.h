@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The person in a frame, by the library: its mask view of a small copy.
 #ifndef PEXO_COMPOSITOR_SEGMENTER_H_
 #define PEXO_COMPOSITOR_SEGMENTER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A strong blur in which pixels count as much as the mask says, so that nothing of the person runs into the background
 // or the other way round.
 #ifndef PEXO_COMPOSITOR_WEIGHTED_BLUR_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the element does to a frame, without GStreamer's machinery around it.
 #ifndef PEXO_GST_FRAME_FILTER_H_
 #define PEXO_GST_FRAME_FILTER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The element `portrait`: one frame in, one out, with another background behind the person.
 #ifndef PEXO_GST_PORTRAIT_ELEMENT_H_
 #define PEXO_GST_PORTRAIT_ELEMENT_H_

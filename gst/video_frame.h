@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // GStreamer's frames as the compositor takes them.
 #ifndef PEXO_GST_VIDEO_FRAME_H_
 #define PEXO_GST_VIDEO_FRAME_H_

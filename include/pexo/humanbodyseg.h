@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Portrait effects for camera frames: finds the person in an NV21 frame with a neural network and renders an effect
  * into the frame, in place.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log library for a computer: one line per message on standard error, "TAG: message".
 #include <pexolog/log.h>
 

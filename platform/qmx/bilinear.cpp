@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compiled once for each instruction set; the best that the processor has is chosen at run time.
 #include "bilinear.h"
 

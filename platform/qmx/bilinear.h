@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bilinear scaler, in vector code for every instruction set.
 #ifndef PEXO_QMX_BILINEAR_H_
 #define PEXO_QMX_BILINEAR_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Colour conversions in full-range BT.601, the matrix of JPEG files and of camera previews.
 // libyuv names 24-bit formats by the little-endian word: its "RAW" is R, G, B in memory and its "RGB24" B, G, R.
 #include <qmx/qmx_image.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the image library's operations share: plane geometry of the formats, and the checks that keep the pixel code
 // safe.
 #ifndef PEXO_QMX_IMAGE_LAYOUT_H_

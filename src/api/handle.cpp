@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The life of a handle, and its parameters.
 #include "api/handle.h"
 

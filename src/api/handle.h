@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The record behind the public handle, and the state that all handles share.
 #ifndef PEXO_API_HANDLE_H_
 #define PEXO_API_HANDLE_H_

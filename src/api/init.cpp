@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pexoHumanBodySegInit: from parameters to a network that is ready for frames.
 #include <cstring>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether somebody is in the picture: the frame decision, its debouncing, and when the colour effect applies.
 #ifndef PEXO_API_PRESENCE_H_
 #define PEXO_API_PRESENCE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pexoHumanBodySegProcess: one frame through the network, and the effect into the frame.
 #include <cstddef>
 #include <cstring>

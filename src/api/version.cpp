@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The version record. The date and time are those of the build, of this file to be exact; the numbers
 // are the project's.
 #include "pexo/humanbodyseg.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The portrait picture of the background blur: the frame's luma where the mask marks the person, its low-pass
 // elsewhere, and low-passed chroma everywhere.
 #ifndef PEXO_BLUR_BACKGROUND_BLUR_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PEXO_BLUR_BOX_RADIUS_H_
 #define PEXO_BLUR_BOX_RADIUS_H_
 

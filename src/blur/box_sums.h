@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The running column sums behind every box filter of this folder: one output row at a time, top to bottom.
 #ifndef PEXO_BLUR_BOX_SUMS_H_
 #define PEXO_BLUR_BOX_SUMS_H_

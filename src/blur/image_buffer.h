@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The blur's own pixel plane: a header record and a block that it owns (64-byte aligned) or borrows.
 #ifndef PEXO_BLUR_IMAGE_BUFFER_H_
 #define PEXO_BLUR_IMAGE_BUFFER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Integer filters on 8-bit single-channel planes. Sizes in pixels, steps in bytes, planes row-major. Nothing outside
 // the planes is read or written (but see Upsample2x without its flag); source and destination must not overlap. Steps
 // hold a row. Stateless; callable from any thread.

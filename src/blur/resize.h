@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the composites resample with the image library.
 #ifndef PEXO_BLUR_RESIZE_H_
 #define PEXO_BLUR_RESIZE_H_

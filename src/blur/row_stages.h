@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Filters as chains of row producers: each stage makes its next rows when the stage below asks for them and keeps only
 // the few that can still be asked for, so a whole chain works on a strip that stays in the cache. The filters of
 // plane_filters.h are chains of one stage that keep all their rows: the destination's.

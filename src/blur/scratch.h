@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The working memory of one composite or filter.
 #ifndef PEXO_BLUR_SCRATCH_H_
 #define PEXO_BLUR_SCRATCH_H_

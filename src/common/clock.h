@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Wall-clock milliseconds, in the single precision that the library reports.
 #ifndef PEXO_COMMON_CLOCK_H_
 #define PEXO_COMMON_CLOCK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The owner of an image that the image library made.
 #ifndef PEXO_COMMON_LIBRARY_IMAGE_H_
 #define PEXO_COMMON_LIBRARY_IMAGE_H_

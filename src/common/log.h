@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log gate: every line of the library goes out through PEXO_LOG.
 #ifndef PEXO_COMMON_LOG_H_
 #define PEXO_COMMON_LOG_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The row kernels on 32 bytes of AVX2. Unpacking and packing work within the two 16-byte halves, so widening and
 // narrowing by halves cancel out; where the order of a whole row matters, the quarters are put in order.
 #include <immintrin.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pixel kernels' dispatch: one table of row kernels, scalar first and overridden by what the processor has.
 //
 // Rows are plain pointers and counts. A kernel reads and writes exactly the bytes named here, never a byte beside them,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The row kernels on 16 bytes of NEON, which every 64-bit Arm processor has.
 #include <arm_neon.h>
 

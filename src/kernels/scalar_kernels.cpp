@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The definition of every row kernel: one pixel at a time, in the order the formulas are written.
 #include <cassert>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The row kernels on 16 bytes of SSE2, which every 64-bit x86 processor has.
 #include <emmintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The row kernels once for all vector widths. Each instruction set's file defines a type V of small operations in its
 // unnamed namespace and instantiates these with it, so that nothing compiled for a newer processor can be merged with
 // another file's code.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The grey-level curve of one-channel models.
 #ifndef PEXO_NETWORK_CONTRAST_TABLE_H_
 #define PEXO_NETWORK_CONTRAST_TABLE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images inside the library and the primitives that move pixels between them.
 #ifndef PEXO_NETWORK_IMAGE_H_
 #define PEXO_NETWORK_IMAGE_H_

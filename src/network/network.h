@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The abstract segmentation engine and the frame path that all engines share.
 #ifndef PEXO_NETWORK_NETWORK_H_
 #define PEXO_NETWORK_NETWORK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The frames between submission and hand-back, in order, and the waiting on them.
 #ifndef PEXO_PIPELINE_FRAMES_IN_FLIGHT_H_
 #define PEXO_PIPELINE_FRAMES_IN_FLIGHT_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "pipeline/multiply_thread_network.h"
 
 #include <utility>

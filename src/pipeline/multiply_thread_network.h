@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pipeline of colour retention: prediction beside the caller's work, one frame late.
 #ifndef PEXO_PIPELINE_MULTIPLY_THREAD_NETWORK_H_
 #define PEXO_PIPELINE_MULTIPLY_THREAD_NETWORK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "pipeline/sequence_thread_network.h"
 
 #include <utility>

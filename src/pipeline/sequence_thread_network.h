@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pipeline of the background blur: prediction and blur on threads of their own, two frames late.
 #ifndef PEXO_PIPELINE_SEQUENCE_THREAD_NETWORK_H_
 #define PEXO_PIPELINE_SEQUENCE_THREAD_NETWORK_H_

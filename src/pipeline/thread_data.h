@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One frame in flight in a pipeline.
 #ifndef PEXO_PIPELINE_THREAD_DATA_H_
 #define PEXO_PIPELINE_THREAD_DATA_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the two pipelines share: worker networks, worker threads, frames in flight.
 #ifndef PEXO_PIPELINE_THREAD_PIPELINE_H_
 #define PEXO_PIPELINE_THREAD_PIPELINE_H_

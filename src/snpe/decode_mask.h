@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the model's scores to a mask.
 #ifndef PEXO_SNPE_DECODE_MASK_H_
 #define PEXO_SNPE_DECODE_MASK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a network is run: user buffers bound to memory, then one call of the engine.
 #include <SNPE/SNPEFactory.hpp>
 

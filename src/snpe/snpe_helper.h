@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one place that talks to the inference engine: opens a model, builds a network, runs it.
 #ifndef PEXO_SNPE_SNPE_HELPER_H_
 #define PEXO_SNPE_SNPE_HELPER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "snpe/snpe_network.h"
 
 #include <algorithm>

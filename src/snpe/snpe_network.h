@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The segmentation network that runs a model file on the inference engine.
 #ifndef PEXO_SNPE_SNPE_NETWORK_H_
 #define PEXO_SNPE_SNPE_NETWORK_H_

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # cmake -DSOURCE=<folder src> -P check_includes.cmake: a file includes its own folder and those below, the standard library
 # and the interfaces that its folder is for, and no two files need each other.
 cmake_minimum_required(VERSION 3.25)

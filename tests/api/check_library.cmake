@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # cmake -DLIBRARY=... -DNM=... -DREADELF=... -P check_library.cmake: the product exports nine functions and nothing else,
 # and asks the loader for the three platform libraries by the device's names.
 foreach(command IN ITEMS "${NM};-D;--defined-only;--format=posix" "${READELF};-d")

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entries around a handle's life: statuses, log lines, what they store.
 #include <gtest/gtest.h>
 

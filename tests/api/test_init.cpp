@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Init: which network it builds, what it logs and answers, and what stays with the handle.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory that runs out: at every allocation of Create, Init and Process in turn. What leaks shows in the sanitizer's
 // report at the end of the program. The program's own log call takes the log library's place here.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One frame: validation in its order, the mask view to the byte, and what all effects have in common.
 #include <gtest/gtest.h>
 #include <malloc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shared library with the real engine and real models: what Init says and answers, and that a frame comes through.
 #include <gtest/gtest.h>
 

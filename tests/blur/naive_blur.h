@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The filters once more, straight from their formulas, and the background blur as a list of whole-plane steps with
 // them, without any care for speed.
 #ifndef PEXO_TESTS_BLUR_NAIVE_BLUR_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The composites, on planes that touch unreadable pages, against the list of whole-plane steps.
 #include "blur/background_blur.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frames and mattes that the tests of the compositor draw, and what they measure on them.
 #ifndef PEXO_TESTS_COMPOSITOR_SCENE_H_
 #define PEXO_TESTS_COMPOSITOR_SCENE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Backgrounds against what they promise, with masks that are known.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The compositor with an engine that does what it is told.
 #include <gtest/gtest.h>
 

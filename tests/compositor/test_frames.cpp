@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every kind of frame gives the same picture, on every processor; the person is not touched.
 #include <gtest/gtest.h>
 #include <hwy/targets.h>

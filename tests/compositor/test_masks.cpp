@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Edges and calm on scenes whose true matte is known.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole way through the library: a real person in a real photograph, still, panned and whitened.
 #include <gtest/gtest.h>
 

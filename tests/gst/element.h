@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The element in a harness, fed with frames that the tests draw.
 #ifndef PEXO_TESTS_GST_ELEMENT_H_
 #define PEXO_TESTS_GST_ELEMENT_H_

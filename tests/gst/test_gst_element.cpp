@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The element with an engine that does what it is told, against the compositor called directly.
 #include <gst/video/gstvideometa.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The element's frames against those of the program for the same film, with the real network.
 #include "tests/gst/element.h"
 #include "tests/tools/films.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whatever fails, the room is never seen: a bright red mark in the background of every frame, and none in the output.
 #include <dlfcn.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every kernel and filter on every tier: the scalar form against its formula, the others against the scalar form.
 #include <gtest/gtest.h>
 

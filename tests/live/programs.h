@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Programs that the tests start, and waiting for what they do.
 #ifndef PEXO_TESTS_LIVE_PROGRAMS_H_
 #define PEXO_TESTS_LIVE_PROGRAMS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A filmed room for tests: somebody in white stripes, before a red wall. Stripes and place tell the frame's number. To
 // the fake engine white is a person and red is none, and the background of the pictures is blue: red in a picture is
 // the bare room.

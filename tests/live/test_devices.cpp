@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a Video4Linux camera to a loopback device. Runs in the emulated machine (see CMakeLists.txt), which is thirty
 // times slower than this one.
 #include <gtest/gtest.h>

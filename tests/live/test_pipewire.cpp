@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program between two nodes in a PipeWire of the test's own, without a session manager: a camera in which the room
 // is seen, and programs that look. Nothing here depends on how fast the machine is.
 #include <gtest/gtest.h>

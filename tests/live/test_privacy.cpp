@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whatever goes wrong, no picture shows the bare room. The clock is the test's own: no threads, no waiting.
 #include <gtest/gtest.h>
 

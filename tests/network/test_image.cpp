@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The primitives that move pixels between images, against naive forms of them.
 #include "network/image.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The frame path that all engines share, against plain forms of its steps.
 #include "network/network.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Effects 1 and 2 through the nine functions, on an engine whose mask is known: what the caller's frame holds after
 // each call, bit for bit.
 #include <gtest/gtest.h>

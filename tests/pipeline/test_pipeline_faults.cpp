@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes wrong inside a pipeline stays with the frame it happened to. A wake-up that is lost ends in the time limit.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the engine is asked and given, and what its answers and failures turn into.
 #include "snpe/snpe_helper.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The network on the engine: its buffers, its failures, and the decoding of its scores.
 #include "snpe/snpe_network.h"
 

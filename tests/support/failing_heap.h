@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocations that fail on demand, in programs with allocation functions of their own.
 #ifndef PEXO_TESTS_SUPPORT_FAILING_HEAP_H_
 #define PEXO_TESTS_SUPPORT_FAILING_HEAP_H_

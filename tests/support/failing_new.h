@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The C++ library's allocations, as failing_heap.h wants them to fail. For one source file of a program.
 #ifndef PEXO_TESTS_SUPPORT_FAILING_NEW_H_
 #define PEXO_TESTS_SUPPORT_FAILING_NEW_H_

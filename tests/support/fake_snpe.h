@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An inference engine for tests: a libSNPE.so that does what it is told, and only for those who ask as they should.
 //
 // Link the target `fake_snpe` (with pexo_core, or beside the product); see pexo_fake_engine_test in CMakeLists.txt.

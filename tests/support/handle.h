@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A handle of the library for the length of a test.
 #ifndef PEXO_TESTS_SUPPORT_HANDLE_H_
 #define PEXO_TESTS_SUPPORT_HANDLE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library logs, read back from standard error, where the host's log library writes.
 #ifndef PEXO_TESTS_SUPPORT_LOG_LINES_H_
 #define PEXO_TESTS_SUPPORT_LOG_LINES_H_

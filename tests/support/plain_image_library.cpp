@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plain image library for builds without the stand-in: qmxResize takes the nearest pixel above and to the left, and
 // of the colour conversions there is the one that the library calls.
 #include <qmx/qmx_image.h>

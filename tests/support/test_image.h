@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The image of tests and benches.
 #ifndef PEXO_TESTS_SUPPORT_TEST_IMAGE_H_
 #define PEXO_TESTS_SUPPORT_TEST_IMAGE_H_

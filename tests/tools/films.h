@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Films for the tests of portrait, and what is in them.
 #ifndef PEXO_TESTS_TOOLS_FILMS_H_
 #define PEXO_TESTS_TOOLS_FILMS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the program makes of pictures of every kind, and of a real person in a real photograph.
 #include <cmath>
 #include <limits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the portrait program as a user would, on pictures that the ffmpeg program makes and reads.
 #ifndef PEXO_TESTS_TOOLS_WORKPLACE_H_
 #define PEXO_TESTS_TOOLS_WORKPLACE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One command line parser for every program: GNU's rules, a table of options.
 #ifndef PEXO_TOOLS_COMMON_COMMAND_LINE_H_
 #define PEXO_TOOLS_COMMON_COMMAND_LINE_H_

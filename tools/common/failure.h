@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes wrong for reasons outside a program: a message for the user, in one line.
 #ifndef PEXO_TOOLS_COMMON_FAILURE_H_
 #define PEXO_TOOLS_COMMON_FAILURE_H_

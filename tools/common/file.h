@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole files, and files that appear under their name only when they are whole.
 #ifndef PEXO_TOOLS_COMMON_FILE_H_
 #define PEXO_TOOLS_COMMON_FILE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The frame of a command line program.
 #ifndef PEXO_TOOLS_COMMON_PROGRAM_H_
 #define PEXO_TOOLS_COMMON_PROGRAM_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owners of FFmpeg's objects, and its failures in words.
 #ifndef PEXO_TOOLS_MEDIA_AV_TYPES_H_
 #define PEXO_TOOLS_MEDIA_AV_TYPES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What FFmpeg's containers can do.
 #ifndef PEXO_TOOLS_MEDIA_CONTAINERS_H_
 #define PEXO_TOOLS_MEDIA_CONTAINERS_H_

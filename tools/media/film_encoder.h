@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The encoder of a film's pictures.
 #ifndef PEXO_TOOLS_MEDIA_FILM_ENCODER_H_
 #define PEXO_TOOLS_MEDIA_FILM_ENCODER_H_

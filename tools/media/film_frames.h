@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The frames of a film in the one form in which they are rendered.
 #ifndef PEXO_TOOLS_MEDIA_FILM_FRAMES_H_
 #define PEXO_TOOLS_MEDIA_FILM_FRAMES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A film as its frames, in the order in which they are shown, and the packets of everything else in it.
 #ifndef PEXO_TOOLS_MEDIA_FILM_READER_H_
 #define PEXO_TOOLS_MEDIA_FILM_READER_H_

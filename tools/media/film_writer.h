@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A film in the making: rendered pictures, and everything else of its source as it was.
 #ifndef PEXO_TOOLS_MEDIA_FILM_WRITER_H_
 #define PEXO_TOOLS_MEDIA_FILM_WRITER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frames between pixel formats and sizes, and which way their levels are meant.
 #ifndef PEXO_TOOLS_MEDIA_FRAME_CONVERTER_H_
 #define PEXO_TOOLS_MEDIA_FRAME_CONVERTER_H_

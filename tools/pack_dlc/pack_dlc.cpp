@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pack-dlc: makes a model container of the host from a TensorFlow Lite model.
 #include <cstdint>
 #include <cstdio>

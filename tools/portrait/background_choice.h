@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The background that the user asks for.
 #ifndef PEXO_TOOLS_PORTRAIT_BACKGROUND_CHOICE_H_
 #define PEXO_TOOLS_PORTRAIT_BACKGROUND_CHOICE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // FFmpeg's frames as the compositor takes them.
 #ifndef PEXO_TOOLS_PORTRAIT_COMPOSITOR_FRAME_H_
 #define PEXO_TOOLS_PORTRAIT_COMPOSITOR_FRAME_H_

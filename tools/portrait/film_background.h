@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Films with another background.
 #ifndef PEXO_TOOLS_PORTRAIT_FILM_BACKGROUND_H_
 #define PEXO_TOOLS_PORTRAIT_FILM_BACKGROUND_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the options mean for a film.
 #ifndef PEXO_TOOLS_PORTRAIT_FILM_COMMAND_H_
 #define PEXO_TOOLS_PORTRAIT_FILM_COMMAND_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's own effects on films.
 #ifndef PEXO_TOOLS_PORTRAIT_FILM_EFFECT_H_
 #define PEXO_TOOLS_PORTRAIT_FILM_EFFECT_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A film from its file to the next.
 #ifndef PEXO_TOOLS_PORTRAIT_FILM_JOB_H_
 #define PEXO_TOOLS_PORTRAIT_FILM_JOB_H_

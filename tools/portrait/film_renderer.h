@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What happens to the frames of a film.
 #ifndef PEXO_TOOLS_PORTRAIT_FILM_RENDERER_H_
 #define PEXO_TOOLS_PORTRAIT_FILM_RENDERER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Between pictures and camera frames: pixel formats, upright orientation, transparency, padding and cropping.
 #ifndef PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_
 #define PEXO_TOOLS_PORTRAIT_FRAME_CONVERSION_H_

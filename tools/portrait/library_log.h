@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's log in this program, which takes the place of the log library's own function.
 #ifndef PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_
 #define PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // portrait: pictures and films with another background.
 #include <cstdio>
 #include <string_view>

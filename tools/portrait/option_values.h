@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of options that several commands take. Everything throws tools::UsageError with a text that goes on after the
 // option's name.
 #ifndef PEXO_TOOLS_PORTRAIT_OPTION_VALUES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef PEXO_TOOLS_PORTRAIT_OPTIONS_H_
 #define PEXO_TOOLS_PORTRAIT_OPTIONS_H_
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library, as a camera application uses it.
 #ifndef PEXO_TOOLS_PORTRAIT_RENDERER_H_
 #define PEXO_TOOLS_PORTRAIT_RENDERER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the options mean for pictures of a size that have to be turned upright.
 #ifndef PEXO_TOOLS_PORTRAIT_SETTINGS_H_
 #define PEXO_TOOLS_PORTRAIT_SETTINGS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long the stages of a film's rendering take.
 #ifndef PEXO_TOOLS_PORTRAIT_STAGE_TIMES_H_
 #define PEXO_TOOLS_PORTRAIT_STAGE_TIMES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bounds on what the engine takes from a file and makes of it, so that a hostile one can ask neither for all memory nor
 // for minutes. Many times what the networks for a camera frame need; together they keep loading and running any
 // container below 400 MB and 10 seconds.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The model container of the host: a ZIP archive with the network and a description of its two ends
 // (docs/containers.md).
 #ifndef PEXO_ENGINE_CONTAINER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failures inside the engine, and the text that callers see of them.
 #ifndef PEXO_ENGINE_ERROR_H_
 #define PEXO_ENGINE_ERROR_H_

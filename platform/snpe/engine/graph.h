@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network as plain data: what the readers of model files produce, the checks examine and the executor builds from.
 #ifndef PEXO_ENGINE_GRAPH_H_
 #define PEXO_ENGINE_GRAPH_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Examines graphs.
 #ifndef PEXO_ENGINE_GRAPH_CHECK_H_
 #define PEXO_ENGINE_GRAPH_CHECK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What it takes to build and run a graph.
 #ifndef PEXO_ENGINE_GRAPH_COST_H_
 #define PEXO_ENGINE_GRAPH_COST_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes graphs without changing what they compute.
 #ifndef PEXO_ENGINE_GRAPH_REWRITE_H_
 #define PEXO_ENGINE_GRAPH_REWRITE_H_

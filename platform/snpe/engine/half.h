@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // 16-bit floats.
 #ifndef PEXO_ENGINE_HALF_H_
 #define PEXO_ENGINE_HALF_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How stored numbers become a model's input, and a model's output the values that callers see.
 #ifndef PEXO_ENGINE_HEADS_H_
 #define PEXO_ENGINE_HEADS_H_

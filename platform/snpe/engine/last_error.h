@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text behind getLastErrorString().
 #ifndef PEXO_ENGINE_LAST_ERROR_H_
 #define PEXO_ENGINE_LAST_ERROR_H_

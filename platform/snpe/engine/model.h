@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The graph that a container stands for, and the container that a model makes.
 #ifndef PEXO_ENGINE_MODEL_H_
 #define PEXO_ENGINE_MODEL_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's classes, as callers see them.
 #include "SNPE/SNPE.hpp"
 

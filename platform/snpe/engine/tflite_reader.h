@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a TensorFlow Lite model into a graph.
 #ifndef PEXO_ENGINE_TFLITE_READER_H_
 #define PEXO_ENGINE_TFLITE_READER_H_

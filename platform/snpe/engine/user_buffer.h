@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's own user buffers.
 #ifndef PEXO_ENGINE_USER_BUFFER_H_
 #define PEXO_ENGINE_USER_BUFFER_H_

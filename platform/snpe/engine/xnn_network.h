@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A graph, built for XNNPACK and run by it.
 #ifndef PEXO_ENGINE_XNN_NETWORK_H_
 #define PEXO_ENGINE_XNN_NETWORK_H_

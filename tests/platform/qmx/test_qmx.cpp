@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's image library: what it refuses, and its conversions and scalers against plain forms.
 #include <gtest/gtest.h>
 #include <hwy/targets.h>

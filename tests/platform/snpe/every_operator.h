@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The model of every_operator.json.
 #ifndef PEXO_TESTS_EVERY_OPERATOR_H_
 #define PEXO_TESTS_EVERY_OPERATOR_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Graphs for tests, in a few letters and without a model file.
 #ifndef PEXO_TESTS_GRAPH_BUILDER_H_
 #define PEXO_TESTS_GRAPH_BUILDER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network of the engine with buffers bound to it, through the public interface alone.
 #ifndef PEXO_TESTS_SESSION_H_
 #define PEXO_TESTS_SESSION_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Containers: the ones that open and everything else, and the program that makes them.
 #include <gtest/gtest.h>
 #include <sys/stat.h>

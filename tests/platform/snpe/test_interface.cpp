@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's interface: what it answers, what it refuses, and what it computes.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Damaged models in sound containers: an error, never a crash. What still builds also runs.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The executor: what it computes at a picture's edges, and what it does where memory or time would run out.
 #include <flatbuffers/flatbuffers.h>
 #include <gtest/gtest.h>

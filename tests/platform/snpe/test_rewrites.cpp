@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rewriting for speed: where it is done, where it must not be, and that the results stay.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The camera's own thread.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_CAPTURE_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_CAPTURE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is shown instead of the room.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_CARD_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_CARD_H_

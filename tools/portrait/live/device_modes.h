@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a Video4Linux device can do.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_DEVICE_MODES_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_DEVICE_MODES_H_

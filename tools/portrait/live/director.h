@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decides what is shown: the one place where pictures meet the output.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_DIRECTOR_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_DIRECTOR_H_

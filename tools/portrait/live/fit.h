@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pictures in the one form in which they are rendered and shown: planar 4:2:0, limited range, of the output's size.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_FIT_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_FIT_H_

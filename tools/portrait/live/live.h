@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A virtual camera: asleep until somebody looks, and never a pixel of the room that was not masked.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_LIVE_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_LIVE_H_

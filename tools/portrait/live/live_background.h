@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chosen background for as long as the program runs: films go on, and a file that is replaced is read again.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_LIVE_BACKGROUND_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_LIVE_BACKGROUND_H_

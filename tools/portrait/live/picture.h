@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What comes from the camera and what may leave the program: two types, and no way from one to the other but rendering.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_PICTURE_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_PICTURE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <spa/param/buffers.h>
 #include <spa/param/param.h>
 #include <spa/pod/builder.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "live/pipewire_connection.h"
 
 #include <spa/param/video/format-utils.h>

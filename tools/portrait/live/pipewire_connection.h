@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What both ends of PipeWire need: a connection with a thread, and a stream of video.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_PIPEWIRE_CONNECTION_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_PIPEWIRE_CONNECTION_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finished pictures in the pixel formats that programs ask cameras for.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_PIXEL_LAYOUT_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_PIXEL_LAYOUT_H_

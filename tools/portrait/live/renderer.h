@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a camera's frame to the picture that may be shown.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_RENDERER_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_RENDERER_H_

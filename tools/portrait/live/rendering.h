@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The renderer's own thread.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_RENDERING_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_RENDERING_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When the camera is open, and what is shown. No threads and no clock of its own: every call says what time it is, and
 // no call's time lies before that of the one before.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_SESSION_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Settings from other programs while this one runs: a Unix socket of the user's own, lines in, an answer a line.
 #ifndef PEXO_TOOLS_PORTRAIT_LIVE_SETTINGS_SOCKET_H_
 #define PEXO_TOOLS_PORTRAIT_LIVE_SETTINGS_SOCKET_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finished pictures from the library's mask view: the person as filmed, before a background of the caller's choice.
 //
 //   pexo::compositor::Compositor compositor({.model = {"models/MoviePortraitSmall.dlc"}, .background = Blur{}});

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Video frames as the compositor takes them: 8-bit YUV 4:2:0 in the caller's memory.
 #ifndef PEXO_COMPOSITOR_FRAME_H_
 #define PEXO_COMPOSITOR_FRAME_H_

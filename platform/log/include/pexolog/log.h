@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The device log's C interface, as far as this library uses it. */
 #ifndef PEXOLOG_LOG_H_
 #define PEXOLOG_LOG_H_

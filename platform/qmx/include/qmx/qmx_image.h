@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The image library's C interface, as far as this library uses it. */
 #ifndef QMX_QMX_IMAGE_H_
 #define QMX_QMX_IMAGE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A model file, opened.
 #ifndef PEXO_DLCONTAINER_I_DL_CONTAINER_HPP_
 #define PEXO_DLCONTAINER_I_DL_CONTAINER_HPP_

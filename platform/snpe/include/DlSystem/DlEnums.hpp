@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processors that a network can run on.
 #ifndef PEXO_DLSYSTEM_DL_ENUMS_HPP_
 #define PEXO_DLSYSTEM_DL_ENUMS_HPP_

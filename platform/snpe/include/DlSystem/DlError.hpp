@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reason of the last failure.
 #ifndef PEXO_DLSYSTEM_DL_ERROR_HPP_
 #define PEXO_DLSYSTEM_DL_ERROR_HPP_

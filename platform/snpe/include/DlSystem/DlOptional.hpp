@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A value that may be absent.
 #ifndef PEXO_DLSYSTEM_DL_OPTIONAL_HPP_
 #define PEXO_DLSYSTEM_DL_OPTIONAL_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's version.
 #ifndef PEXO_DLSYSTEM_DL_VERSION_HPP_
 #define PEXO_DLSYSTEM_DL_VERSION_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a network says of one of its inputs or outputs.
 #ifndef PEXO_DLSYSTEM_I_BUFFER_ATTRIBUTES_HPP_
 #define PEXO_DLSYSTEM_I_BUFFER_ATTRIBUTES_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory of the caller's that a network reads its input from or writes its output to.
 #ifndef PEXO_DLSYSTEM_I_USER_BUFFER_HPP_
 #define PEXO_DLSYSTEM_I_USER_BUFFER_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes user buffers.
 #ifndef PEXO_DLSYSTEM_I_USER_BUFFER_FACTORY_HPP_
 #define PEXO_DLSYSTEM_I_USER_BUFFER_FACTORY_HPP_

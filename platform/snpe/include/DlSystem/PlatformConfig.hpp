@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Settings of the processor a network runs on.
 #ifndef PEXO_DLSYSTEM_PLATFORM_CONFIG_HPP_
 #define PEXO_DLSYSTEM_PLATFORM_CONFIG_HPP_

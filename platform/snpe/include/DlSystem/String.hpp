@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A string at the engine's border.
 #ifndef PEXO_DLSYSTEM_STRING_HPP_
 #define PEXO_DLSYSTEM_STRING_HPP_

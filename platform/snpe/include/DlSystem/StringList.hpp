@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A list of names.
 #ifndef PEXO_DLSYSTEM_STRING_LIST_HPP_
 #define PEXO_DLSYSTEM_STRING_LIST_HPP_

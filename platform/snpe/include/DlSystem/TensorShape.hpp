@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sizes of a tensor's dimensions, or its strides.
 #ifndef PEXO_DLSYSTEM_TENSOR_SHAPE_HPP_
 #define PEXO_DLSYSTEM_TENSOR_SHAPE_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // User buffers by the names of their tensors.
 #ifndef PEXO_DLSYSTEM_USER_BUFFER_MAP_HPP_
 #define PEXO_DLSYSTEM_USER_BUFFER_MAP_HPP_

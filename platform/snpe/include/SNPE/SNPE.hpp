@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network, ready to run.
 //
 // These headers declare the engine's C++ interface as far as it concerns running one network from user buffers: what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds a network from a container.
 #ifndef PEXO_SNPE_SNPE_BUILDER_HPP_
 #define PEXO_SNPE_SNPE_BUILDER_HPP_

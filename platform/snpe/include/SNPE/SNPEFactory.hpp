@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the engine offers on this machine.
 #ifndef PEXO_SNPE_SNPE_FACTORY_HPP_
 #define PEXO_SNPE_SNPE_FACTORY_HPP_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Knobs and readings that only the host's engine has; for benches and tests, never for the library.
 #ifndef PEXO_HOST_ENGINE_H_
 #define PEXO_HOST_ENGINE_H_

@@ -31,8 +31,6 @@ endif()
 option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for this computer" ${pexo_native})
 option(PEXO_BUILD_TESTS "Build the tests" ON)
 option(PEXO_BUILD_BENCH "Build the benches" ${pexo_native})
-# On trial: its tests are not among those that scripts/test runs (docs/live.md).
-option(PEXO_LIVE "Build portrait live, the virtual camera; needs what scripts/setup live installs" OFF)
 if(ANDROID)
   set(PEXO_BUILD_TESTS OFF)
 endif()

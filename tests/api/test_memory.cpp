@@ -1,43 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // Memory that runs out: at every allocation of Create, Init and Process in turn. What leaks shows in the sanitizer's
 // report at the end of the program. The program's own log call takes the log library's place here.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pexolog/log.h>
 
 #include <atomic>
 #include <cstring>
-#include <new>
 
 #include "api/handle.h"
-#include "tests/support/failing_heap.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/handle.h"
 #include "tests/support/test_image.h"
 
 namespace {
 
-// The allocation function of that name in the C++ library, or the failure.
-void* Allocate(const char* name, std::size_t bytes) {
-  if (pexo::test::AllocationFails()) throw std::bad_alloc();
-  return reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, name))(bytes);
-}
-
 std::atomic<int> lines{0}, wrong_lines{0};
 
 }  // namespace
-
-void* operator new(std::size_t bytes) {
-  return Allocate("_Znwm", bytes);
-}
-void* operator new[](std::size_t bytes) {
-  return Allocate("_Znam", bytes);
-}
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept try {
-  return operator new(bytes);
-} catch (const std::bad_alloc&) {
-  return nullptr;
-}
 
 extern "C" __attribute__((visibility("default"))) int __p_android_log_print(int priority, const char* tag,
                                                                             const char* /*format*/, ...) {

@@ -1,26 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whatever fails, the room is never seen: a bright red mark in the background of every frame, and none in the output.
-#include <dlfcn.h>
-
 #include <map>
-#include <new>
 #include <random>
 
 #include "tests/gst/element.h"
-
-namespace {
-
-constexpr int kNever = -1;
-thread_local int allocations_to_failure = kNever;
-
-}  // namespace
-
-// Fails once.
-void* operator new(std::size_t bytes) {
-  if (allocations_to_failure >= 0 && allocations_to_failure-- == 0) throw std::bad_alloc();
-  static const auto allocate = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
-  return allocate(bytes);
-}
+#include "tests/support/failing_new.h"
 
 namespace pexo::test {
 namespace {
@@ -133,18 +117,16 @@ TEST(Privacy, ABufferThatIsTooSmallIsACardOrAnError) {
 TEST(Privacy, MemoryThatRunsOutAtAnyPoint) {
   fake::SetEngine(GreenEngine());
   const Format format{"I420", 97, 131};
-  int struck = 0;
-  for (int allocation = 0; allocation <= struck; ++allocation) {
+  int allocation = 0;
+  for (bool struck = true; struck; ++allocation) {
     Element element(Words("card"));
     element.SetFormat(format);
     BufferPtr buffer = Marked(format);
-    allocations_to_failure = allocation;
-    element.Push(std::move(buffer));
-    if (std::exchange(allocations_to_failure, kNever) < 0) ++struck;
+    struck = Strikes(allocation, [&] { element.Push(std::move(buffer)); });
     const BufferPtr out = element.Pull();
     ASSERT_FALSE(out != nullptr && Look(out, format).is_marked) << allocation;
   }
-  EXPECT_GT(struck, 50);
+  EXPECT_GT(allocation, 50);
 }
 
 TEST(Privacy, AnythingAtRandomForManyFrames) {
@@ -172,9 +154,8 @@ TEST(Privacy, AnythingAtRandomForManyFrames) {
       fake::SetEngine(engine);
       BufferPtr buffer = Marked(format, !is_strange);
       if (one_in(50)) buffer = Cut(std::move(buffer), random() % format.Info().size);
-      if (one_in(8)) allocations_to_failure = static_cast<int>(random() % 60);
-      const GstFlowReturn flow = element.Push(std::move(buffer));
-      allocations_to_failure = kNever;
+      GstFlowReturn flow = GST_FLOW_OK;
+      Strikes(one_in(8) ? static_cast<int>(random() % 60) : -1, [&] { flow = element.Push(std::move(buffer)); });
       if (const BufferPtr out = element.Pull(); out != nullptr) {
         const Seen seen = Look(out, format);
         ASSERT_FALSE(seen.is_marked) << frames << " " << format.Caps();

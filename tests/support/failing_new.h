@@ -12,19 +12,24 @@
 
 namespace pexo::test {
 
-// The allocation function of that name in the C++ library, or the failure.
-inline void* Allocate(const char* name, std::size_t bytes) {
-  if (AllocationFails()) throw std::bad_alloc();
-  return reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, name))(bytes);
+using AllocationFunction = void* (*)(std::size_t bytes);
+
+// Of that name, in the C++ library.
+inline AllocationFunction FindAllocation(const char* name) {
+  return reinterpret_cast<AllocationFunction>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace pexo::test
 
 void* operator new(std::size_t bytes) {
-  return pexo::test::Allocate("_Znwm", bytes);
+  static const auto allocate = pexo::test::FindAllocation("_Znwm");
+  if (pexo::test::AllocationFails()) throw std::bad_alloc();
+  return allocate(bytes);
 }
 void* operator new[](std::size_t bytes) {
-  return pexo::test::Allocate("_Znam", bytes);
+  static const auto allocate = pexo::test::FindAllocation("_Znam");
+  if (pexo::test::AllocationFails()) throw std::bad_alloc();
+  return allocate(bytes);
 }
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept try {
   return operator new(bytes);

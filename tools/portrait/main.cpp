@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// portrait: pictures and films with another background.
+// portrait: pictures, films and cameras with another background.
 #include <cstdio>
 #include <string_view>
 
@@ -12,24 +12,19 @@ extern "C" {
 #include "common/program.h"
 #include "film_command.h"
 #include "library_log.h"
+#include "live/live_command.h"
 #include "options.h"
 #include "picture_job.h"
 #include "picture_reader.h"
 #include "picture_writer.h"
 
-#ifdef PEXO_LIVE
-#include "live/live_command.h"
-#endif
-
 namespace pexo::portrait {
 namespace {
 
 void Run(int argc, char** argv) {
-#ifdef PEXO_LIVE
   const std::string_view command = argc > 1 ? argv[1] : "";
   if (command == "live") return live::LiveCommand(argc - 1, argv + 1);
   if (command == "set") return live::SetCommand(argc - 1, argv + 1);
-#endif
   const Options options = ParseOptions(argc, argv);
   switch (options.action) {
     case Action::kHelp:

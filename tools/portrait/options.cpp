@@ -86,6 +86,8 @@ Options ParseOptions(int argc, char** argv) {
 
 const char* HelpText() {
   return R"(usage: portrait [options] INPUT OUTPUT
+       portrait live [options]       a camera for other programs; "portrait live --help" tells of it
+       portrait set NAME=VALUE       changes a setting of that camera while it runs
 
 Finds the person in a picture or a film and changes what is behind. A picture is a PNG, JPEG or WebP file, and is written
 as PNG or JPEG by the ending of OUTPUT (.png, .jpg, .jpeg). A film is whatever FFmpeg reads; the ending of OUTPUT chooses

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// FFmpeg's frames as the compositor takes them.
+// FFmpeg's frames as the compositor takes them, and what it says of them.
 #ifndef PEXO_TOOLS_PORTRAIT_COMPOSITOR_FRAME_H_
 #define PEXO_TOOLS_PORTRAIT_COMPOSITOR_FRAME_H_
 
@@ -9,6 +9,9 @@
 #include "media/frame_converter.h"
 
 namespace pexo::portrait {
+
+// Of compositor::Rendered::person_fraction: less is a stray patch rather than somebody.
+inline constexpr double kLeastPerson = 0.02;
 
 // Of a planar 4:2:0 frame of even size; alpha does not count.
 inline compositor::Frame ViewOf(AVFrame& frame) {

@@ -13,9 +13,6 @@
 namespace pexo::portrait {
 namespace {
 
-// Less is a stray patch rather than somebody.
-constexpr double kLeastPerson = 0.02;
-
 compositor::Compositor With(compositor::Options options, const compositor::Background& background) {
   options.background = background;
   return MakeCompositor(options);

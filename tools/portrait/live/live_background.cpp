@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "live/live_background.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/failure.h"
@@ -9,6 +10,10 @@ namespace pexo::live {
 namespace {
 
 constexpr auto kLookPeriod = std::chrono::seconds(1);
+
+// How far a film goes on from picture to picture. After a night's sleep it is not decoded for hours, and one that is
+// decoded too slowly is shown too slowly instead of falling ever farther behind.
+constexpr Clock::duration kMostStep = std::chrono::milliseconds(150);
 
 }  // namespace
 
@@ -22,11 +27,17 @@ const compositor::Background* LiveBackground::At(Time now) {
     looked_ = now;
     ReadAgainIfReplaced();
   }
+  const Clock::duration step = std::min(now - std::exchange(asked_, now), kMostStep);
   if (std::exchange(is_new_, false)) {
-    start_ = now;
+    position_ = {};
     return &background_->first();
   }
-  return background_->At(std::chrono::duration<double>(now - start_).count());
+  position_ += step;
+  try {
+    return background_->At(std::chrono::duration<double>(position_).count());
+  } catch (const tools::Failure&) {
+    return nullptr;  // a film that is gone when it is to begin again
+  }
 }
 
 LiveBackground::Version LiveBackground::VersionOfFile() const {

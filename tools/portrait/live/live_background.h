@@ -17,8 +17,9 @@ class LiveBackground {
   // Throws tools::Failure.
   explicit LiveBackground(const portrait::BackgroundChoice& choice);
 
-  // The background from now on, or null while it stays as it was. A new file that cannot be read, as one that is being
-  // written, is tried again a second later.
+  // The background from now on, or null while it stays as it was. A film goes on by the time since the last call, and
+  // waits when there is none for long. A new file that cannot be read, as one that is being written, is tried again a
+  // second later.
   const compositor::Background* At(Time now);
 
  private:
@@ -40,8 +41,9 @@ class LiveBackground {
   Version version_;
   std::unique_ptr<portrait::MovingBackground> background_;
   bool is_new_ = true;
-  Time start_{};  // of the background
-  Time looked_{};
+  Clock::duration position_{};  // in a film
+  Time asked_{};                // the last call
+  Time looked_{};               // at the file
 };
 
 }  // namespace pexo::live

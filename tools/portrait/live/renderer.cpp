@@ -9,9 +9,6 @@
 namespace pexo::live {
 namespace {
 
-// Less is a stray patch rather than somebody.
-constexpr double kLeastPerson = 0.02;
-
 double SecondsSince(Time start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -41,7 +38,7 @@ Finished Renderer::Render(const CameraFrame& frame) {
   const compositor::Rendered rendered =
       compositor_.Process(AsConst(portrait::ViewOf(*fitted)), portrait::ViewOf(*picture));
   return {.picture = Picture(std::move(picture), frame.captured),
-          .has_person = rendered.person_fraction >= kLeastPerson,
+          .has_person = rendered.person_fraction >= portrait::kLeastPerson,
           .convert_seconds = convert_seconds,
           .segment_seconds = rendered.segment_seconds,
           .compose_seconds = rendered.compose_seconds};

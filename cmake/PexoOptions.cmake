@@ -20,6 +20,13 @@ set(CMAKE_BUILD_RPATH "$ORIGIN")
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
+# Nothing tells where it was built.
+add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+# All that is relocated becomes read-only before anything runs; programs can be loaded anywhere.
+add_link_options(LINKER:-z,relro,-z,now,-z,noexecstack,-z,text)
+include(CheckPIESupported)
+check_pie_supported()
+
 set(PEXO_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
 
 # The stand-ins need x86-64 or native Arm packages of the inference library, so a cross build goes without.

@@ -2,6 +2,7 @@
 #include "kernels/kernel_table.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace pexo {
 namespace {
@@ -27,16 +28,21 @@ constexpr KernelTier kTiers[] = {
 #endif
 };
 
+// Behind the last tier that this processor can run.
+const KernelTier* AvailableEnd() {
+  return std::find_if(std::begin(kTiers), std::end(kTiers), [](const KernelTier& tier) { return !tier.available(); });
+}
+
 KernelTable FilledUpTo(const KernelTier& highest) {
   KernelTable table{};
-  for (const KernelTier& tier : KernelTiers()) {
+  for (const KernelTier& tier : kTiers) {
     tier.fill(table);
-    if (&tier == &highest) break;
+    if (tier.fill == highest.fill) break;
   }
   return table;
 }
 
-KernelTable active_kernels = FilledUpTo(KernelTiers().back());
+KernelTable active_kernels = FilledUpTo(AvailableEnd()[-1]);
 
 }  // namespace
 
@@ -44,8 +50,9 @@ const KernelTable& Kernels() {
   return active_kernels;
 }
 
-std::span<const KernelTier> KernelTiers() {
-  return {std::begin(kTiers), std::ranges::find_if(kTiers, [](const KernelTier& tier) { return !tier.available(); })};
+const std::vector<KernelTier>& KernelTiers() {
+  static const std::vector<KernelTier> tiers(std::begin(kTiers), AvailableEnd());
+  return tiers;
 }
 
 void ForceKernelTier(const KernelTier& tier) {

@@ -9,7 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <vector>
 
 namespace pexo {
 
@@ -66,7 +66,7 @@ struct KernelTier {
 };
 
 // The tiers that this processor can run, each above the ones before it. The first is the scalar one.
-std::span<const KernelTier> KernelTiers();
+const std::vector<KernelTier>& KernelTiers();
 
 // Refills the table up to `tier`, one of KernelTiers(): for tests and benches, while no other thread is inside the
 // library.

@@ -17,7 +17,6 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
 set(CMAKE_BUILD_RPATH "$ORIGIN")
-set(CMAKE_INSTALL_RPATH "$ORIGIN")
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 # Nothing tells where it was built.
@@ -41,6 +40,9 @@ option(PEXO_BUILD_BENCH "Build the benches" ${pexo_native})
 if(ANDROID)
   set(PEXO_BUILD_TESTS OFF)
 endif()
+# The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
+set(PEXO_MODELS_DIR "${PROJECT_SOURCE_DIR}/build/release/models" CACHE PATH
+    "Where MoviePortraitBig.dlc, MoviePortraitSmall.dlc and MoviePortraitSmallWide.dlc are, for tests and to install")
 
 add_library(pexo_options INTERFACE)
 # Contraction to fused multiply-add would make float results differ between x86 and Arm.

@@ -10,9 +10,6 @@ else()
   find_package(GTest REQUIRED)
 endif()
 
-# The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
-set(PEXO_MODELS_DIR "${PROJECT_SOURCE_DIR}/build/release/models" CACHE PATH "Where tests find MoviePortraitBig.dlc and MoviePortraitSmall.dlc")
-
 set(PEXO_TEST_PREFIX "" CACHE STRING "Put before the names of the tests, to tell builds apart in one ctest run")
 
 function(pexo_test name)

@@ -39,7 +39,7 @@ TEST_F(PortraitCommandLine, WrongOnesAreRefusedBeforeAnyWork) {
 TEST_F(PortraitCommandLine, RightOnesPrintAndWriteWhatWasAskedFor) {
   EXPECT_EQ(Portrait("--version", 0, pexoHumanBodySegGetVersion()->version_string + std::string("\n")), "");
   EXPECT_EQ(Portrait("--help >../help", 0, ""), "");
-  EXPECT_TRUE(ReadFile("../help").starts_with("usage: portrait "));
+  EXPECT_TRUE(ReadFile("../help").starts_with("Usage: portrait "));
   EXPECT_EQ(Portrait("in.png --effect=mask out.JPG --camera back --layout soft", 0, "out.JPG: 64x48\n"), "");
   // In place, through a link to the file.
   std::filesystem::create_symlink("in.png", "link.png");

@@ -21,7 +21,7 @@
 namespace pexo {
 namespace {
 
-constexpr char kHelp[] = R"(usage: pack-dlc --head two-scores|logit-grey MODEL.tflite OUT.dlc
+constexpr char kHelp[] = R"(Usage: pack-dlc --head two-scores|logit-grey MODEL.tflite OUT.dlc
 
 Packs a TensorFlow Lite segmentation model into a container that the host's inference engine opens. The model maps one
 RGB picture to one channel, the probability that a pixel belongs to the person.

@@ -43,11 +43,18 @@ fs::path OwnFolder() {
   return fs::read_symlink("/proc/self/exe").parent_path();
 }
 
-// A plugin lies one folder deeper than the program.
+// In a build folder beside the program, which is one above the plugin's; installed, in the data folder of the prefix,
+// which is one above the program and two or three above the plugin.
 fs::path ModelFolder() {
-  const fs::path folder = OwnFolder();
-  const fs::path above = folder.parent_path() / "models";
-  return !fs::exists(folder / "models") && fs::exists(above) ? above : folder / "models";
+  const fs::path own = OwnFolder();
+  for (const fs::path& folder : {own / "models", own.parent_path() / "models"}) {
+    if (fs::exists(folder)) return folder;
+  }
+  for (fs::path prefix = own; prefix.has_relative_path(); prefix = prefix.parent_path()) {
+    const fs::path folder = prefix.parent_path() / PEXO_INSTALLED_MODELS;
+    if (fs::exists(folder)) return folder;
+  }
+  return own / "models";
 }
 
 compositor::Model Locate(const std::string& word) {

@@ -11,9 +11,10 @@
 
 namespace pexo::portrait {
 
-// A model for PARAM_MODEL_PATH. `word` is a path, or the word for one of the files in models/ beside the program:
-// "big", "small", "wide", or "auto" for the one of the last two that suits upright pictures of this size. Throws
-// tools::Failure unless it is a regular file that can be read, at a path that the library takes.
+// A model for PARAM_MODEL_PATH. `word` is a path, or the word for one of the files in models/ beside the program or
+// in the installed data folder: "big", "small", "wide", or "auto" for the one of the last two that suits upright
+// pictures of this size. Throws tools::Failure unless it is a regular file that can be read, at a path that the library
+// takes.
 compositor::Model FindModel(const std::string& word, media::Size upright);
 
 // What to throw when the library has refused a model: with what the engine said about it. `status` may be empty.

@@ -85,9 +85,9 @@ Options ParseOptions(int argc, char** argv) {
 }
 
 const char* HelpText() {
-  return R"(usage: portrait [options] INPUT OUTPUT
-       portrait live [options]       a camera for other programs; "portrait live --help" tells of it
-       portrait set NAME=VALUE       changes a setting of that camera while it runs
+  return R"(Usage: portrait [options] INPUT OUTPUT
+  or:  portrait live [options]
+  or:  portrait set NAME=VALUE
 
 Finds the person in a picture or a film and changes what is behind. A picture is a PNG, JPEG or WebP file, and is written
 as PNG or JPEG by the ending of OUTPUT (.png, .jpg, .jpeg). A film is whatever FFmpeg reads; the ending of OUTPUT chooses
@@ -95,6 +95,8 @@ the container, and sound, subtitles, chapters and the times of the frames stay a
 
 One of two kinds: --background sets the person, with clean and calm edges, before whatever you like; --effect is the
 library's own rendering as cameras show it, exact to the byte.
+
+"portrait live" is a camera for other programs, and "portrait set" changes its settings: see portrait live --help.
 
   --background blur[:N]      blurred, by 1 (hardly) to 100 (beyond recognition); default, with 20
                grey          without colour
@@ -105,8 +107,10 @@ library's own rendering as cameras show it, exact to the byte.
 
   --model auto|big|small|wide|PATH
                              the network; auto (default with --background): wide for pictures of 16:10 and wider, else
-                             small; big is the default with --effect. They are looked for in models/ beside this program
-  --rotate auto|0|90|180|270 turn the picture clockwise by this angle for the model to see the person upright; the output
+                             small; big is the default with --effect. They are looked for in models/ beside this program,
+                             else where they were installed
+  --rotate auto|0|90|180|270
+                             turn the picture clockwise by this angle for the model to see the person upright; the output
                              is not turned; auto (default): as the film says
   --size WxH                 scale the input to this size first
 

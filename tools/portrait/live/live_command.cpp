@@ -20,8 +20,8 @@ namespace pexo::live {
 namespace {
 
 constexpr const char* kHelp =
-    R"(usage: portrait live [options]
-       portrait set NAME=VALUE
+    R"(Usage: portrait live [options]
+  or:  portrait set NAME=VALUE
 
 A camera for other programs, in which you stand before the background of your choice. It sleeps until a program looks,
 and shows a plain card whenever there is no masked picture. It runs until Ctrl-C.

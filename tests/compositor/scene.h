@@ -131,13 +131,20 @@ class TestFrame {
   std::vector<uint8_t> pixels_;
 };
 
+// Calls function(component, x, y) for every sample of a frame, as TestFrame::At takes them.
+inline void ForEachSample(const TestFrame& frame, const auto& function) {
+  for (int c = 0; c < 3; ++c) {
+    for (int y = 0; y < frame.view().height >> (c > 0); ++y) {
+      for (int x = 0; x < frame.view().width >> (c > 0); ++x) function(c, x, y);
+    }
+  }
+}
+
 // The same picture in another layout.
 inline TestFrame Copy(const TestFrame& source, Layout layout, int padding = 0) {
   const Frame& view = source.view();
   TestFrame copy(view.width, view.height, layout, padding, view.range, view.matrix);
-  copy.Paint([&](int x, int y) {
-    return Yuv{double(source.At(0, x, y)), double(source.At(1, x / 2, y / 2)), double(source.At(2, x / 2, y / 2))};
-  });
+  ForEachSample(copy, [&](int c, int x, int y) { copy.At(c, x, y) = source.At(c, x, y); });
   return copy;
 }
 
@@ -146,27 +153,17 @@ inline TestFrame Copy(const TestFrame& source) {
 }
 
 inline bool SamePicture(const TestFrame& a, const TestFrame& b) {
-  for (int y = 0; y < a.view().height; ++y) {
-    for (int x = 0; x < a.view().width; ++x) {
-      if (a.At(0, x, y) != b.At(0, x, y)) return false;
-      for (const int c : {1, 2}) {
-        if (a.At(c, x / 2, y / 2) != b.At(c, x / 2, y / 2)) return false;
-      }
-    }
-  }
-  return true;
+  bool same = true;
+  ForEachSample(a, [&](int c, int x, int y) { same = same && a.At(c, x, y) == b.At(c, x, y); });
+  return same;
 }
 
 inline void AddNoise(const TestFrame& frame, double sigma, uint32_t seed) {
   std::mt19937 random(seed);
   std::normal_distribution<double> noise(0, sigma);
-  for (int c = 0; c < 3; ++c) {
-    for (int y = 0; y < frame.view().height / (c == 0 ? 1 : 2); ++y) {
-      for (int x = 0; x < frame.view().width / (c == 0 ? 1 : 2); ++x) {
-        frame.At(c, x, y) = static_cast<uint8_t>(std::clamp(frame.At(c, x, y) + std::lround(noise(random)), 0L, 255L));
-      }
-    }
-  }
+  ForEachSample(frame, [&](int c, int x, int y) {
+    frame.At(c, x, y) = static_cast<uint8_t>(std::clamp(frame.At(c, x, y) + std::lround(noise(random)), 0L, 255L));
+  });
 }
 
 // The small picture of a frame, and `matte` shrunk in place of the model's mask.

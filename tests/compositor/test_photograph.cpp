@@ -2,9 +2,8 @@
 // The whole way through the library: a real person in a real photograph, still, panned and whitened.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "tests/compositor/scene.h"
+#include "tests/support/photograph.h"
 
 namespace pexo::test {
 namespace {
@@ -12,25 +11,21 @@ namespace {
 const Model kSquare{PEXO_MODELS_DIR "/MoviePortraitSmall.dlc", 256, 256};
 const Model kLandscape{PEXO_MODELS_DIR "/MoviePortraitSmallWide.dlc", 256, 144};
 
-// The photograph scaled.
-TestFrame Photograph(int width, int height) {
+TestFrame PhotographFrame(int width, int height) {
   TestFrame frame(width, height);
-  const std::string command = std::string(PEXO_FFMPEG " -v error -i '" PEXO_PHOTOGRAPH "' -vf scale=") +
-                              std::to_string(width) + ":" + std::to_string(height) + ",format=yuvj420p -f rawvideo -";
-  FILE* pipe = popen(command.c_str(), "r");
-  const size_t read = pipe == nullptr ? 0 : std::fread(frame.pixels().data(), 1, frame.pixels().size(), pipe);
-  if (pipe != nullptr) pclose(pipe);
-  if (read != frame.pixels().size()) throw std::runtime_error(command);
+  std::ranges::copy(
+      Photograph(static_cast<size_t>(width), static_cast<size_t>(height), "yuvj420p", frame.pixels().size()),
+      frame.pixels().begin());
   return frame;
 }
 
-// Its right part in a wider frame; the left column repeats. `shift` moves it to the right, out of the frame.
+// Its right part in a wider frame; the left column repeats. `shift`, an even number, moves it to the right, out of the
+// frame.
 TestFrame Widened(const TestFrame& source, int width, int shift = 0) {
   TestFrame frame(width, source.view().height);
-  frame.Paint([&](int x, int sy) {
-    const int sx = std::max(0, x + source.view().width - width - shift);
-    return Yuv{double(source.At(0, sx, sy)), double(source.At(1, sx / 2, sy / 2)),
-               double(source.At(2, sx / 2, sy / 2))};
+  const int missing = width + shift - source.view().width;
+  ForEachSample(frame, [&](int c, int x, int y) {
+    frame.At(c, x, y) = source.At(c, std::max(0, x - missing / (c == 0 ? 1 : 2)), y);
   });
   return frame;
 }
@@ -67,7 +62,7 @@ double GradientAlongContour(const TestFrame& frame, const Plane<uint8_t>& mask) 
 }
 
 TEST(Photograph, RefinedMasksFollowThePicture) {
-  const TestFrame frame = Photograph(1440, 1688);
+  const TestFrame frame = PhotographFrame(1440, 1688);
   const Plane<uint8_t> coarse = Masks(kSquare, Edges::kModel, 0).Next(frame);
   const Plane<uint8_t> refined = Masks(kSquare, Edges::kPicture, 0).Next(frame);
   EXPECT_GE(GradientAlongContour(frame, refined), 1.12 * GradientAlongContour(frame, coarse));
@@ -75,7 +70,7 @@ TEST(Photograph, RefinedMasksFollowThePicture) {
 }
 
 TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
-  const TestFrame photograph = Photograph(614, 720);
+  const TestFrame photograph = PhotographFrame(614, 720);
   // Still: noise alone moves the masks.
   double squares[2] = {}, crossings[2] = {};
   for (const int calm : {0, 1}) {
@@ -111,13 +106,13 @@ TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
     loss += (Iou(uncalmed.Next(noisy), truth) - Iou(calmed.Next(noisy), truth)) / kFrames;
   }
   EXPECT_LE(loss, 0.002);
-  const TestFrame other = Photograph(1280, 720);
+  const TestFrame other = PhotographFrame(1280, 720);
   const double cut = Iou(calmed.Next(other), alone.Next(other));
   EXPECT_GE(cut, 0.998);
 }
 
 TEST(Photograph, AWhitePersonDoesNotGlow) {
-  const TestFrame frame = Widened(Photograph(614, 720), 1280);
+  const TestFrame frame = Widened(PhotographFrame(614, 720), 1280);
   Masks masks(kLandscape, Edges::kPicture, 0);
   const Plane<uint8_t> person = masks.Next(frame);
   // The picture's own person as a shape: 235 before 5.

@@ -4,6 +4,7 @@
 #define PEXO_TESTS_TOOLS_FILMS_H_
 
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,14 @@ inline std::string RawFrames(const std::string& film, const std::string& pixels,
   Ffmpeg("-noautorotate -i '" + film + "' -map 0:v -vf " + filters + ",scale=in_range=full:out_range=full " +
          "-fps_mode passthrough -f rawvideo -pix_fmt " + pixels + " ../raw");
   return ReadFile("../raw");
+}
+
+// How far the bytes of two films lie apart; infinitely when these are not as many.
+inline double MeanDifference(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return std::numeric_limits<double>::infinity();
+  double sum = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) sum += std::abs(static_cast<uint8_t>(a[i]) - static_cast<uint8_t>(b[i]));
+  return sum / static_cast<double>(a.size());
 }
 
 // A film of the photograph, which jumps by 37 pixels a frame before grey, under the frame's number: eight fields, the

@@ -194,12 +194,7 @@ TEST_F(PortraitFilms, StoredRotationIsFollowedAndKept) {
     EXPECT_EQ(Probe("out.mkv", rotation), "160\n");  // what cannot say so stands upright
     const std::string back = filters[3 - turns];
     for (const std::string& mask : {RawFrames("mask.mp4", "gray", back), RawFrames("mask.mkv", "gray")}) {
-      ASSERT_EQ(mask.size(), upright.size());
-      double error = 0;
-      for (std::size_t i = 0; i < mask.size(); ++i) {
-        error += std::abs(static_cast<uint8_t>(mask[i]) - static_cast<uint8_t>(upright[i]));
-      }
-      EXPECT_LE(error / static_cast<double>(mask.size()), 3) << turns;
+      EXPECT_LE(MeanDifference(mask, upright), 3) << turns;
     }
   }
 }
@@ -209,13 +204,7 @@ TEST_F(PortraitFilms, TransparencyIsTheMaskAndFilmsBehindGoOn) {
   for (const auto& [output, decoder] : {std::pair("out.mov", ""), std::pair("out.webm", "-c:v libvpx-vp9")}) {
     EXPECT_EQ(Portrait(std::string("--quiet --background none --mask-out mask.mkv in.mp4 ") + output, 0, ""), "");
     Ffmpeg(std::string(decoder) + " -i " + output + " -vf extractplanes=a -c:v ffv1 -pix_fmt gray alpha.mkv");
-    const std::string alpha = RawFrames("alpha.mkv", "gray"), mask = RawFrames("mask.mkv", "gray");
-    ASSERT_EQ(alpha.size(), mask.size());
-    double error = 0;
-    for (std::size_t i = 0; i < mask.size(); ++i) {
-      error += std::abs(static_cast<uint8_t>(mask[i]) - static_cast<uint8_t>(alpha[i]));
-    }
-    EXPECT_LE(error / static_cast<double>(mask.size()), 2) << output;
+    EXPECT_LE(MeanDifference(RawFrames("alpha.mkv", "gray"), RawFrames("mask.mkv", "gray")), 2) << output;
   }
   // Three pictures of a tenth of a second each, round and round.
   Ffmpeg("-f lavfi -i color=s=16x16:r=10:d=0.3,geq=lum=50+50*N:cb=128:cr=128 -c:v ffv1 -pix_fmt yuv420p moving.mkv");

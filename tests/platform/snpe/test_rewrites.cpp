@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <random>
 
 #include "engine/bounds.h"
@@ -16,6 +15,7 @@
 #include "every_operator.h"
 #include "graph_builder.h"
 #include "session.h"
+#include "tests/support/photograph.h"
 
 namespace pexo::test {
 namespace {
@@ -44,17 +44,6 @@ Picture Noise(size_t size) {
   Picture picture(size);
   std::minstd_rand random;
   for (uint8_t& value : picture) value = static_cast<uint8_t>(random());
-  return picture;
-}
-
-// A portrait.
-Picture Photograph(size_t height, size_t width) {
-  Picture picture(height * width * 3);
-  const std::string command = std::string(PEXO_FFMPEG " -v error -i '" PEXO_PHOTOGRAPH "' -pix_fmt rgb24 -vf scale=") +
-                              std::to_string(width) + ":" + std::to_string(height) + " -f rawvideo -";
-  FILE* pipe = popen(command.c_str(), "r");
-  EXPECT_EQ(std::fread(picture.data(), 1, picture.size(), pipe), picture.size());
-  EXPECT_EQ(pclose(pipe), 0);
   return picture;
 }
 
@@ -163,7 +152,8 @@ TEST(Rewrites, LeaveTheResultsOfEveryModel) {
       const Graph plain = ReadGraph(container, Rewrites::kNone), rewritten = ReadGraph(container);
       EXPECT_NE(Describe(plain), Describe(rewritten));
       const Shape& input = plain.tensors[static_cast<size_t>(plain.input)].shape;
-      ExpectSameResults(plain, rewritten, Photograph(input[1], input[2]), head == engine::HeadKind::kLogitGrey);
+      ExpectSameResults(plain, rewritten, Photograph(input[2], input[1], "rgb24", 3 * input[1] * input[2]),
+                        head == engine::HeadKind::kLogitGrey);
     }
   }
 }

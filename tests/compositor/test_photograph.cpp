@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The whole way through the library: a real person in a real photograph, still, panned and whitened.
+// The whole way through the library: a real person in a real photograph, still and panned.
 #include <gtest/gtest.h>
 
 #include "tests/compositor/scene.h"
@@ -109,39 +109,6 @@ TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
   const TestFrame other = PhotographFrame(1280, 720);
   const double cut = Iou(calmed.Next(other), alone.Next(other));
   EXPECT_GE(cut, 0.998);
-}
-
-TEST(Photograph, AWhitePersonDoesNotGlow) {
-  const TestFrame frame = Widened(PhotographFrame(614, 720), 1280);
-  Masks masks(kLandscape, Edges::kPicture, 0);
-  const Plane<uint8_t> person = masks.Next(frame);
-  // The picture's own person as a shape: 235 before 5.
-  Matte shape(1280, 720);
-  for (int y = 0; y < 720; ++y) {
-    for (int x = 0; x < 1280; ++x) shape.At(x, y) = person.Row(y)[x] >= 128 ? 1 : 0;
-  }
-  const TestFrame white(1280, 720);
-  white.Paint([&](int x, int y) { return Yuv{shape.At(x, y) > 0 ? 255.0 : 5.0, 128, 128}; });
-  Segmenter segmenter(kLandscape, 0);
-  Segmentation segmentation;
-  segmenter.Segment(frame.input(), segmentation);
-  Scaler().Scale(white.input(), segmentation.picture);
-  Composer composer(Edges::kPicture, 0, 0);
-  const TestFrame out = Copy(white);
-  composer.Compose(white.input(), segmentation, out.view());
-  for (const auto& [distance, bar] : {std::pair(4, 12), std::pair(10, 8)}) {
-    // Background pixels whose square around them holds nothing of the person.
-    const Matte near = Gaussian(shape, distance / 2.99);
-    std::vector<uint8_t> levels;
-    for (int y = 0; y < 720; ++y) {
-      for (int x = 0; x < 1280; ++x) {
-        if (near.At(x, y) == 0) levels.push_back(out.At(0, x, y));
-      }
-    }
-    const auto rank = levels.begin() + static_cast<ptrdiff_t>(levels.size() * 99 / 100);
-    std::nth_element(levels.begin(), rank, levels.end());
-    EXPECT_LE(*rank, bar) << distance;
-  }
 }
 
 }  // namespace

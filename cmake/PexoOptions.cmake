@@ -28,18 +28,14 @@ check_pie_supported()
 
 set(PEXO_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
 
-# The stand-ins need x86-64 or native Arm packages of the inference library, so a cross build goes without.
-if(CMAKE_CROSSCOMPILING)
-  set(pexo_native OFF)
-else()
-  set(pexo_native ON)
-endif()
-option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for this computer" ${pexo_native})
-option(PEXO_BUILD_TESTS "Build the tests" ON)
-option(PEXO_BUILD_BENCH "Build the benches" ${pexo_native})
 if(ANDROID)
-  set(PEXO_BUILD_TESTS OFF)
+  set(pexo_computer OFF)
+else()
+  set(pexo_computer ON)
 endif()
+option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for a computer" ${pexo_computer})
+option(PEXO_BUILD_TESTS "Build the tests" ${pexo_computer})
+option(PEXO_BUILD_BENCH "Build the benches" ${pexo_computer})
 # The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
 set(PEXO_MODELS_DIR "${PROJECT_SOURCE_DIR}/build/release/models" CACHE PATH
     "Where MoviePortraitBig.dlc, MoviePortraitSmall.dlc and MoviePortraitSmallWide.dlc are, for tests and to install")

@@ -29,7 +29,7 @@ struct Outcome {
   std::string words;
 };
 Outcome Shell(const std::string& command) {
-  const int status = WEXITSTATUS(std::system(("timeout 60 sh -c '" + command + "' 2>../err").c_str()));
+  const int status = WEXITSTATUS(std::system((kAMinute + "sh -c '" + command + "' 2>../err").c_str()));
   return {status, ReadFile("../err")};
 }
 

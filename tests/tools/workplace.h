@@ -16,6 +16,9 @@
 
 namespace pexo::test {
 
+// Before a program that must not take longer.
+inline const std::string kAMinute = "timeout " + std::to_string(60 * PEXO_SLOWNESS) + " ";
+
 struct Picture {
   int width = 0, height = 0;
   std::vector<uint8_t> rgb;
@@ -78,7 +81,8 @@ class Workplace : public testing::Test {
   // output, one line on standard error that has this text, and the same files as before.
   static std::string Portrait(const std::string& words, int status, const std::string& text,
                               const std::string& before = "") {
-    const std::string command = "{ " + before + " timeout 60 '" PEXO_PORTRAIT "' " + words + "; } >../out 2>../err";
+    const std::string command =
+        "{ " + before + " " + kAMinute + "'" PEXO_PORTRAIT "' " + words + "; } >../out 2>../err";
     const std::string files = Files();
     const int ending = WEXITSTATUS(std::system(command.c_str()));
     const std::string out = ReadFile("../out");

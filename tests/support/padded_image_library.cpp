@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A plain image library for builds without the stand-in: qmxResize takes the nearest pixel above and to the left, and
-// of the colour conversions there is the one that the library calls.
+// A plain image library whose rows have a gap between them, which the blur has to heed: qmxResize takes the nearest
+// pixel above and to the left, and of the colour conversions there is the one that the library calls.
 #include <qmx/qmx_image.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 extern "C" QmxImage qmxImageCreate(int32_t width, int32_t height, int32_t format) {
-  const int32_t stride = width + PEXO_ROW_GAP;
+  const int32_t stride = width + 8;
   const auto luma = static_cast<size_t>(stride) * static_cast<size_t>(height);
   auto* memory = static_cast<uint8_t*>(std::malloc(luma + luma / 2));
   if (memory == nullptr) return {};

@@ -5,8 +5,6 @@
 #ifndef PEXO_TESTS_LIVE_ROOM_H_
 #define PEXO_TESTS_LIVE_ROOM_H_
 
-#include <pexo/compositor/compositor.h>
-
 #include <algorithm>
 #include <cstdint>
 
@@ -17,7 +15,6 @@ namespace pexo::test {
 
 inline constexpr int kPlaces = 5;     // of the person, from left to right
 inline constexpr int kNumbers = 255;  // told by eight stripes; a multiple of the places
-inline constexpr compositor::Colour kWall = {0, 0, 255};
 
 namespace room {
 
@@ -37,9 +34,11 @@ inline int Right(int place, int width) {
 
 }  // namespace room
 
+inline constexpr int64_t kNobody = -1;
+
 inline media::AvFrame RoomFrame(int64_t number, int width, int height) {
   media::AvFrame frame = media::NewFrame(width, height, AV_PIX_FMT_YUV420P);
-  const int place = static_cast<int>(number % kPlaces);
+  const int place = number == kNobody ? 2 * kPlaces : static_cast<int>(number % kPlaces);
   for (int plane = 0; plane < 3; ++plane) {
     const int step = plane == 0 ? 1 : 2;
     for (int y = 0; y < height / step; ++y) {
@@ -58,7 +57,8 @@ inline media::AvFrame RoomFrame(int64_t number, int width, int height) {
 struct Seen {
   double room = 0;  // share of the picture that is red
   bool is_card = false;
-  int number = -1;  // of the frame, if there is one whole person where that frame has one
+  int number = -1;                 // of the frame, if there is one whole person where that frame has one
+  int corner_u = 0, corner_v = 0;  // of the wall
 
   explicit Seen(const AVFrame& frame) {
     is_card = true;
@@ -70,6 +70,8 @@ struct Seen {
         is_card &= at(0, 2 * x, 2 * y) == at(0, 0, 0) && at(1, x, y) == 128 && at(2, x, y) == 128;
       }
     }
+    corner_u = at(1, 1, 1);
+    corner_v = at(2, 1, 1);
     room = 4.0 * red / (frame.width * frame.height);
     const auto mean = [&](int from, int to, int y) {
       int sum = 0;

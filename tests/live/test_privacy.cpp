@@ -2,14 +2,30 @@
 // Whatever goes wrong, no picture shows the bare room. The clock is the test's own: no threads, no waiting.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <random>
 
+#include "compositor_frame.h"
 #include "live/director.h"
 #include "live/fit.h"
 #include "tests/live/room.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/handle.h"
+
+// The memory of pictures and planes does not come from operator new. Sanitizers bring a heap of their own.
+#if !defined(__SANITIZE_ADDRESS__)
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_memalign(size_t alignment, size_t size);
+extern "C" __attribute__((visibility("default"))) void* malloc(size_t size) {
+  return pexo::test::AllocationFails() ? nullptr : __libc_malloc(size);
+}
+extern "C" __attribute__((visibility("default"))) int posix_memalign(void** memory, size_t alignment, size_t size) {
+  *memory = pexo::test::AllocationFails() ? nullptr : __libc_memalign(alignment, size);
+  return *memory == nullptr ? ENOMEM : 0;
+}
+#endif
 
 namespace pexo::live {
 namespace {
@@ -18,6 +34,7 @@ using std::chrono::milliseconds;
 using test::Seen;
 
 constexpr auto kPeriod = milliseconds(33);
+constexpr Time kStart{std::chrono::hours(1)};  // frame 0
 constexpr int kWidth = 128, kHeight = 64;
 #if defined(__SANITIZE_ADDRESS__)
 constexpr int64_t kShown = 5000;  // several times slower there
@@ -44,14 +61,17 @@ class Audience : public Output {
       return;
     }
     // A picture is one frame's, whole, and newer than the one before.
-    const int64_t number = picture.captured().time_since_epoch().count();
+    const int64_t number = (picture.captured() - kStart) / kPeriod;
+    bare += seen.corner_u < 200 && !has_wrong_mask;       // grey or blurred, instead of the blue that was asked for
+    stale += picture.captured() < opened || !is_watched;  // a loopback device keeps what is shown last
     mixed += seen.number != number % test::kNumbers && !has_wrong_mask;
     disordered += number <= last_number;
     last_number = number;
   }
 
-  int64_t shown = 0, cards = 0, bare = 0, mixed = 0, disordered = 0, last_number = -1;
-  bool has_wrong_mask = false;
+  int64_t shown = 0, cards = 0, bare = 0, stale = 0, mixed = 0, disordered = 0, last_number = -1;
+  Time opened{};  // the camera, last
+  bool has_wrong_mask = false, is_watched = false;
 };
 
 enum Fault { kNone, kFails, kThrows, kHangs, kLies, kNoMemory, kThrowsOther, kLost, kStall, kResized, kFaults };
@@ -65,28 +85,38 @@ class Show {
     options.model = {test::kAnyModel, 64, 64};
     options.has_worker = false;
     options.calm = 0;
-    wall_ = test::kWall;
-    renderer_.emplace(options, media::Size{kWidth, kHeight}, [this](Time) { return &wall_; });
+    for (int plane = 0; plane < 3; ++plane) {
+      constexpr uint8_t kBlue[] = {41, 240, 110};
+      std::memset(picture_->data[plane], kBlue[plane],
+                  static_cast<size_t>(picture_->linesize[plane]) * (plane == 0 ? kHeight : kHeight / 2));
+    }
+    wall_ = compositor::Picture{AsConst(portrait::ViewOf(*picture_))};
+    renderer_.emplace(options, media::Size{kWidth, kHeight},
+                      [this](Time) { return std::exchange(is_first_, false) ? &wall_ : nullptr; });
     Watch(true);
   }
 
-  void Watch(bool is_watched) { director_.session().SetWatched(is_watched, now_); }
+  void Watch(bool is_watched) {
+    if (!director_.session().WantsCamera(now_)) audience_.opened = now_;
+    audience_.is_watched = is_watched;
+    director_.session().SetWatched(is_watched, now_);
+  }
   Audience& audience() { return audience_; }
   int64_t failures() const { return failures_; }
+  bool has_struck() const { return has_struck_; }  // the allocation, in the last step
 
-  // One period: what the camera sends, what the renderer makes of it, what is shown.
-  void Step(Fault fault) {
+  // One period: what the camera sends, what the renderer makes of it, what is shown. `allocation`: of kNoMemory; any.
+  void Step(Fault fault, std::optional<int> allocation = {}) {
     now_ += kPeriod;
     if (late_ && now_ >= late_until_) director_.Take(*std::exchange(late_, std::nullopt), now_);
     if (fault == kLost) director_.session().Fail();
     const bool is_busy = late_.has_value() || fault == kLost || fault == kStall;
-    if (!is_busy && director_.session().WantsCamera(now_)) Render(fault);
+    if (!is_busy && director_.session().WantsCamera(now_)) Render(fault, allocation);
     director_.ShowCardIfDue(now_);
-    ++number_;
   }
 
  private:
-  void Render(Fault fault) {
+  void Render(Fault fault, std::optional<int> failing) {
     fake::Engine engine = GoodEngine();
     engine.succeeds = fault != kFails;
     engine.throws = fault == kThrows;
@@ -94,11 +124,12 @@ class Show {
     if (fault != last_) fake::SetEngine(engine);
     last_ = fault;
     const bool is_small = fault == kResized;
-    const CameraFrame frame{test::RoomFrame(number_, is_small ? kWidth / 2 : kWidth, is_small ? kHeight / 2 : kHeight),
-                            Time(Time::duration(number_))};
+    const int64_t number = (now_ - kStart) / kPeriod;
+    const CameraFrame frame{test::RoomFrame(number, is_small ? kWidth / 2 : kWidth, is_small ? kHeight / 2 : kHeight),
+                            now_};
     Outcome outcome = std::string();
-    const int allocation = fault == kNoMemory ? static_cast<int>(random_() % 12) : -1;
-    test::Strikes(allocation, [&] {
+    const int allocation = fault == kNoMemory ? failing.value_or(static_cast<int>(random_() % 12)) : -1;
+    has_struck_ = test::Strikes(allocation, [&] {
       outcome = TryRender([&] {
         if (fault == kThrowsOther) throw 5;
         return renderer_->Render(frame);
@@ -115,10 +146,12 @@ class Show {
   }
 
   std::mt19937 random_;
-  Time now_{std::chrono::hours(1)};
-  int64_t number_ = 0;
+  Time now_ = kStart;
   int64_t failures_ = 0;
+  bool has_struck_ = false;
+  const media::AvFrame picture_ = PlainFrame({kWidth, kHeight}, 0);
   compositor::Background wall_;
+  bool is_first_ = true;
   const Picture card_ = Picture::OfCard(PlainFrame({kWidth, kHeight}, 96));
   Audience audience_;
   Director director_;
@@ -130,6 +163,7 @@ class Show {
 
 void ExpectPrivate(const Audience& audience) {
   EXPECT_EQ(audience.bare, 0);
+  EXPECT_EQ(audience.stale, 0);
   EXPECT_EQ(audience.mixed, 0);
   EXPECT_EQ(audience.disordered, 0);
 }
@@ -150,6 +184,19 @@ TEST(Privacy, HoldsForEveryFaultAtEveryCallInTurn) {
     const bool fails = fault == kFails || fault == kThrows || fault == kThrowsOther;
     EXPECT_GE(show.failures(), fails ? 16 : fault == kNoMemory ? 6 : 0) << fault;
   }
+}
+
+TEST(Privacy, HoldsWhereMemoryRunsOutInTheFirstFrame) {
+  int allocation = 0;
+  for (bool struck = true; struck; ++allocation) {
+    Show show(2);
+    show.Step(kNoMemory, allocation);
+    struck = show.has_struck();
+    for (int i = 0; i < 3; ++i) show.Step(kNone);
+    ExpectPrivate(show.audience());
+    EXPECT_GE(show.audience().shown - show.audience().cards, 3) << allocation;
+  }
+  EXPECT_GT(allocation, 5);
 }
 
 TEST(Privacy, HoldsForTwentyThousandFramesOfRandomFaults) {

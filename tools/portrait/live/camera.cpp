@@ -5,6 +5,8 @@
 
 #include "common/failure.h"
 #include "live/device_modes.h"
+#include "live/output.h"
+#include "live/pipewire_search.h"
 
 namespace pexo::live {
 namespace {
@@ -13,11 +15,16 @@ constexpr std::string_view kPipeWire = "pipewire:";
 constexpr std::string_view kDevice = "/dev/video";
 constexpr int kMostDevices = 64;
 
-std::string FirstDevice(const std::string& output) {
+// The first that is not `output`, and not this program's own.
+std::string FirstCamera(const std::string& output) {
   for (int i = 0; i < kMostDevices; ++i) {
     const std::string path = std::string(kDevice) + std::to_string(i);
     std::error_code ignored;
     if (path != output && !std::filesystem::equivalent(path, output, ignored) && IsCamera(path)) return path;
+  }
+  try {
+    if (const auto node = FindPipeWireCamera(kOutputName)) return std::string(kPipeWire) + *node;
+  } catch (const tools::Failure&) {  // no PipeWire
   }
   throw tools::Failure("no camera is there; name one with --from");
 }
@@ -25,7 +32,7 @@ std::string FirstDevice(const std::string& output) {
 }  // namespace
 
 std::unique_ptr<Camera> OpenCamera(const CameraSettings& settings) {
-  const std::string name = settings.name.empty() ? FirstDevice(settings.output) : settings.name;
+  const std::string name = settings.name.empty() ? FirstCamera(settings.output) : settings.name;
   if (name.starts_with(kPipeWire)) {
     return OpenPipeWireCamera(name.substr(kPipeWire.size()), "portrait-camera", settings.frames_per_second);
   }

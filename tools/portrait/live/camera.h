@@ -22,7 +22,7 @@ class Camera {
 };
 
 struct CameraSettings {
-  std::string name;  // "/dev/videoN", "pipewire:NODE" or a film; empty: the first device that is not `output`
+  std::string name;  // "/dev/videoN", "pipewire:NODE" or a film; empty: the first that is not `output`
   std::string output;
   media::Size size;  // the most that is asked for
   int frames_per_second;

@@ -4,11 +4,15 @@
 #include <exception>
 #include <utility>
 
+#include "common/failure.h"
+
 namespace pexo::live {
 namespace {
 
 constexpr auto kPatience = std::chrono::milliseconds(50);  // until it is looked whether the camera is still wanted
 constexpr auto kRetry = std::chrono::seconds(1);
+// A camera that sends nothing for so long is opened anew.
+constexpr auto kSilence = std::chrono::seconds(2), kSilenceAtFirst = std::chrono::seconds(10);
 
 }  // namespace
 
@@ -59,10 +63,17 @@ void Capture::Work() {
 
 void Capture::ReadWhileWanted() {
   const std::unique_ptr<Camera> camera = open_();
+  Time last = Clock::now();
+  opened_ = last.time_since_epoch().count();
   bool has_frames = false;
   while (IsWanted()) {
     std::optional<CameraFrame> frame = camera->Read(kPatience);
-    if (!frame) continue;
+    const Time now = Clock::now();
+    if (!frame) {
+      if (now - last >= (has_frames ? kSilence : kSilenceAtFirst)) throw tools::Failure("the camera sends no pictures");
+      continue;
+    }
+    last = now;
     if (!std::exchange(has_frames, true)) tell_("");
     ++frame_count_;
     if (frames_.Put(*std::move(frame))) ++dropped_;

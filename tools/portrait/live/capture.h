@@ -17,7 +17,7 @@
 
 namespace pexo::live {
 
-// Opens the camera while it is wanted and hands over its frames; tries again once a second when it is gone.
+// Opens the camera while it is wanted and hands over its frames; tries again once a second when it is gone or silent.
 class Capture {
  public:
   using Open = std::function<std::unique_ptr<Camera>()>;
@@ -31,6 +31,7 @@ class Capture {
   // False if the camera hangs; the program had better end then without this object's destructor.
   bool Stop(std::chrono::milliseconds limit);
 
+  Time opened() const { return Time(Clock::duration(opened_)); }  // last
   int64_t frames() const { return frame_count_; }
   int64_t dropped() const { return dropped_; }
 
@@ -42,6 +43,7 @@ class Capture {
   const Open open_;
   Exchange<CameraFrame>& frames_;
   const Tell tell_;
+  std::atomic<Clock::rep> opened_ = 0;
   std::atomic<int64_t> frame_count_ = 0;
   std::atomic<int64_t> dropped_ = 0;
   std::mutex mutex_;

@@ -3,7 +3,12 @@ extern "C" {
 #include <libavdevice/avdevice.h>
 }
 
+#include <poll.h>
+#include <sys/stat.h>
+
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <thread>
 
 #include "common/failure.h"
@@ -13,7 +18,7 @@ extern "C" {
 namespace pexo::live {
 namespace {
 
-// Between looks for a frame: libavdevice offers nothing to wait on that could be interrupted.
+// Between looks for a frame where there is nothing to wait on.
 constexpr auto kPause = std::chrono::milliseconds(1);
 
 // A frame's own time is taken where the device gives one on this clock and it is no older than this.
@@ -28,6 +33,20 @@ class Dictionary {
  private:
   AVDictionary* entries_ = nullptr;
 };
+
+// libavdevice keeps its descriptor of the device to itself, and reading that waits could not be interrupted. So the
+// descriptor is looked for among the program's own. Negative if it is not there.
+int FindDescriptor(const std::string& path) {
+  struct stat device {};
+  if (::stat(path.c_str(), &device) != 0) return -1;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", ignored)) {
+    const int descriptor = std::atoi(entry.path().filename().c_str());
+    struct stat file {};
+    if (::fstat(descriptor, &file) == 0 && S_ISCHR(file.st_mode) && file.st_rdev == device.st_rdev) return descriptor;
+  }
+  return -1;
+}
 
 class DeviceCamera : public Camera {
  public:
@@ -46,6 +65,7 @@ class DeviceCamera : public Camera {
     context->flags |= AVFMT_FLAG_NONBLOCK;
     Check(avformat_open_input(&context, path.c_str(), av_find_input_format("video4linux2"), options.address()));
     device_.reset(context);
+    descriptor_ = FindDescriptor(path);
     if (device_->nb_streams != 1) throw tools::Failure(path_ + ": not a camera");
     OpenDecoder(*device_->streams[0]->codecpar);
     packet_ = media::Own(av_packet_alloc());
@@ -60,8 +80,9 @@ class DeviceCamera : public Camera {
       } else if (status != AVERROR(EAGAIN)) {
         Check(status);
       }
-      if (Clock::now() >= limit) return {};
-      if (status != 0) std::this_thread::sleep_for(kPause);
+      const Time now = Clock::now();
+      if (now >= limit) return {};
+      if (status != 0) Wait(limit - now);
     }
   }
 
@@ -69,6 +90,15 @@ class DeviceCamera : public Camera {
   struct DeviceDeleter {
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
   };
+
+  // For a frame, as long as that at most.
+  void Wait(Clock::duration limit) const {
+    pollfd device{descriptor_, POLLIN, 0};
+    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(limit);
+    const bool is_ready = descriptor_ >= 0 &&
+                          (::poll(&device, 1, static_cast<int>(milliseconds.count())) == 0 || device.revents == POLLIN);
+    if (!is_ready) std::this_thread::sleep_for(kPause);  // also where a driver answers with nothing but errors
+  }
 
   void Check(int status) const {
     if (status < 0) throw tools::Failure(path_ + ": " + media::AvReason(status));
@@ -100,6 +130,7 @@ class DeviceCamera : public Camera {
 
   std::string path_;
   std::unique_ptr<AVFormatContext, DeviceDeleter> device_;
+  int descriptor_ = -1;  // the device's own
   media::AvCodecContext decoder_;
   media::AvPacket packet_;
 };

@@ -17,7 +17,7 @@ bool Director::Take(const Outcome& outcome, Time now) {
     session_.Fail();
     return false;
   }
-  if (!session_.TakePicture(finished->has_person, now)) return false;
+  if (!session_.TakePicture(finished->has_person, finished->picture.captured(), now)) return false;
   output_.Show(finished->picture);
   return true;
 }

@@ -87,16 +87,36 @@ class Live {
                  }) {}
 
   ~Live() {
-    output_.reset();
-    frames_.Close();
-    const bool has_ended = capture_.Stop(kEndPatience) && rendering_.EndsWithin(kEndPatience);
-    if (has_ended) return;
-    // A thread hangs in the camera's driver or in the engine. Nothing is left to be written.
-    ::unlink(SettingsSocketPath().c_str());
-    std::_Exit(EXIT_SUCCESS);
+    if (!EndThreads()) Leave(EXIT_SUCCESS);
   }
 
+  // Throws tools::Failure when the output is gone.
   void Run(const media::Stop& stop) {
+    try {
+      RunUntil(stop);
+    } catch (const std::exception& error) {
+      if (EndThreads()) throw;
+      Say(error.what());
+      Leave(EXIT_FAILURE);
+    }
+    if (is_watched_) PrintStatistics(Clock::now());
+  }
+
+ private:
+  // False if one of them hangs in the camera's driver or in the engine.
+  bool EndThreads() {
+    output_.reset();
+    frames_.Close();
+    return capture_.Stop(kEndPatience) && rendering_.EndsWithin(kEndPatience);
+  }
+
+  // Without waiting for threads. Nothing is left to be written.
+  [[noreturn]] static void Leave(int status) {
+    ::unlink(SettingsSocketPath().c_str());
+    std::_Exit(status);
+  }
+
+  void RunUntil(const media::Stop& stop) {
     while (!stop.is_requested) {
       const Time now = Clock::now();
       FollowWatching(now);
@@ -108,17 +128,15 @@ class Live {
       bell_.Silence();
       socket_.Serve([this](const std::string& line) { return Set(line); });
     }
-    if (is_watched_) PrintStatistics(Clock::now());
   }
 
- private:
   std::unique_ptr<Output> OpenOutput() {
     const OutputSettings settings{options_.size, options_.frames_per_second, card_};
     const auto watched = [this](bool is_watched) {
       wants_pictures_ = is_watched;
       bell_.Ring();
     };
-    return options_.to.empty() ? OpenPipeWireOutput("Portrait", settings, watched)
+    return options_.to.empty() ? OpenPipeWireOutput(kOutputName, settings, watched)
                                : OpenDeviceOutput(options_.to, settings, watched);
   }
 
@@ -184,7 +202,7 @@ class Live {
 
   void PrintStatistics(Time now) const {
     if (!options_.statistics) return;
-    std::fputs(statistics_.Text(now, capture_.frames(), capture_.dropped()).c_str(), stderr);
+    std::fputs(statistics_.Text(now, capture_.opened(), capture_.frames(), capture_.dropped()).c_str(), stderr);
   }
 
   const LiveOptions options_;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "common/command_line.h"
@@ -101,11 +102,11 @@ void SetCommand(int argc, char** argv) {
   const std::vector<std::string> words = tools::ParseCommandLine(argc, argv, {});
   if (words.size() != 1) throw tools::UsageError("set takes one NAME=VALUE");
   std::string line = words[0];
+  LiveSettings settings{};
+  settings.Set(line);
   // The camera runs in another folder.
-  const std::string file = line.substr(line.find('=') + 1);
-  std::error_code ignored;
-  if (line.starts_with("background=") && std::filesystem::exists(file, ignored)) {
-    line = "background=" + std::filesystem::absolute(file).string();
+  if (const auto* file = std::get_if<portrait::BackgroundFile>(&settings.background)) {
+    line = "background=" + std::filesystem::absolute(file->path).string();
   }
   const std::string answer = AskSettingsSocket(SettingsSocketPath(), line);
   if (answer != "ok") throw tools::Failure(answer);

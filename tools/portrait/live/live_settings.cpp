@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "live/live_settings.h"
 
+#include <filesystem>
+#include <system_error>
+#include <variant>
+
 #include "common/failure.h"
 #include "option_values.h"
 
@@ -10,6 +14,11 @@ portrait::BackgroundChoice ParseLiveBackground(const std::string& word) {
   portrait::BackgroundChoice choice = portrait::ParseBackground(word);
   if (std::holds_alternative<compositor::Transparent>(choice)) {
     throw tools::UsageError("takes no 'none': cameras have no transparency");
+  }
+  const auto* file = std::get_if<portrait::BackgroundFile>(&choice);
+  std::error_code ignored;
+  if (file != nullptr && !std::filesystem::is_regular_file(file->path, ignored)) {
+    throw tools::UsageError("takes a regular file, not '" + file->path + "'");  // others may keep the camera waiting
   }
   return choice;
 }

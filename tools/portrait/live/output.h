@@ -24,6 +24,9 @@ class Output {
   virtual void Check() {}
 };
 
+// Under which other programs find the camera.
+inline constexpr char kOutputName[] = "Portrait";
+
 struct OutputSettings {
   media::Size size;
   int frames_per_second;

@@ -89,19 +89,19 @@ class PipeWireCamera : public Camera {
 
   // None for a buffer that is empty or shorter than its format says.
   media::AvFrame Copy(const spa_buffer& buffer) const {
+    if (!format_ || buffer.n_datas != 1 || buffer.datas[0].data == nullptr) return nullptr;
     const spa_data& data = buffer.datas[0];
-    if (!format_ || buffer.n_datas != 1 || data.data == nullptr) return nullptr;
+    const spa_chunk chunk = *data.chunk;  // which the camera's program may change at any time
     const auto [layout, size] = *format_;
     const int least = RowBytes(layout, size);
-    const int stride = data.chunk->stride == 0 ? least : data.chunk->stride;
+    const int stride = chunk.stride == 0 ? least : chunk.stride;
     const size_t rows = static_cast<size_t>(size.height);
     const size_t bytes =
         static_cast<size_t>(std::max(stride, 0)) * (layout == PixelLayout::kYuy2 ? rows : rows * 3 / 2);
-    if (stride < least || data.chunk->size < bytes || data.maxsize < bytes ||
-        data.chunk->offset > data.maxsize - bytes) {
+    if (stride < least || chunk.size < bytes || data.maxsize < bytes || chunk.offset > data.maxsize - bytes) {
       return nullptr;
     }
-    const auto* from = static_cast<const uint8_t*>(data.data) + data.chunk->offset;
+    const auto* from = static_cast<const uint8_t*>(data.data) + chunk.offset;
     media::AvFrame frame = media::NewFrame(size.width, size.height, PixelsOf(layout));
     for (int plane = 0; plane < 3 && frame->data[plane] != nullptr; ++plane) {
       const bool is_half = layout == PixelLayout::kI420 && plane > 0;

@@ -38,6 +38,7 @@ class PipeWireConnection {
   void Connect(const char* name, pw_properties* properties, const pw_stream_events& events, void* data,
                pw_direction direction, pw_stream_flags flags, const spa_pod** formats, uint32_t count);
   pw_stream* stream() { return stream_; }
+  pw_core* core() { return core_; }
 
  private:
   pw_thread_loop* loop_ = nullptr;

@@ -20,6 +20,7 @@ Renderer::Renderer(const compositor::Options& options, media::Size size, Backgro
 
 void Renderer::Change(double calm, BackgroundFeed feed) {
   feed_ = std::move(feed);
+  next_background_ = nullptr;
   if (calm == options_.calm) return;
   compositor::Options options = options_;
   options.calm = calm;
@@ -30,7 +31,9 @@ void Renderer::Change(double calm, BackgroundFeed feed) {
 Finished Renderer::Render(const CameraFrame& frame) {
   const Time start = Clock::now();
   const media::AvFrame fitted = FitFrame(*frame.picture, size_, converter_);
-  if (const compositor::Background* background = feed_(start)) compositor_.SetBackground(*background);
+  if (const compositor::Background* background = feed_(start)) next_background_ = background;
+  if (next_background_ != nullptr) compositor_.SetBackground(*next_background_);
+  next_background_ = nullptr;
   media::AvFrame picture = media::NewFrame(size_.width, size_.height, AV_PIX_FMT_YUV420P);
   picture->color_range = fitted->color_range;
   picture->colorspace = fitted->colorspace;

@@ -23,7 +23,7 @@ struct Finished {
   double compose_seconds = 0;
 };
 
-// The background from now on, or null while it stays as it was; at first never null.
+// The background from now on, or null while it stays as it was; at first never null. It holds until there is another.
 using BackgroundFeed = std::function<const compositor::Background*(Time now)>;
 
 // One thread at a time.
@@ -43,6 +43,7 @@ class Renderer {
   compositor::Options options_;
   media::Size size_;
   BackgroundFeed feed_;
+  const compositor::Background* next_background_ = nullptr;  // the feed's; until it has been set
   compositor::Compositor compositor_;
   media::FrameConverter converter_;
 };

@@ -11,6 +11,7 @@ void Session::SetWatched(bool is_watched, Time now) {
     picture_.reset();
     person_.reset();
     has_failed_ = false;
+    opened_ = now;
   }
   is_watched_ = is_watched;
   card_.reset();
@@ -18,12 +19,12 @@ void Session::SetWatched(bool is_watched, Time now) {
   if (!is_watched) left_ = now;
 }
 
-bool Session::TakePicture(bool has_person, Time now) {
-  if (!WantsCamera(now)) return false;
+bool Session::TakePicture(bool has_person, Time captured, Time now) {
+  if (!WantsCamera(now) || captured < opened_) return false;
   has_failed_ = false;
   picture_ = now;
   if (has_person) person_ = now;
-  return StateAt(now) == State::kRunning;
+  return is_watched_ && StateAt(now) == State::kRunning;
 }
 
 void Session::Fail() {

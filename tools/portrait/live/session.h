@@ -36,8 +36,8 @@ class Session {
 
   void SetShowsEmpty(bool shows_empty) { settings_.shows_empty = shows_empty; }
   void SetWatched(bool is_watched, Time now);
-  // Whether the picture may be shown.
-  bool TakePicture(bool has_person, Time now);
+  // Whether the picture of what the camera saw at `captured` may be shown. Those of an earlier look may not.
+  bool TakePicture(bool has_person, Time captured, Time now);
   void Fail();  // rendering, or the camera; until the next picture
 
   State StateAt(Time now) const;
@@ -52,6 +52,7 @@ class Session {
 
   Settings settings_;
   bool is_watched_ = false;
+  Time opened_{};                // when the camera began to be wanted
   std::optional<Time> left_;     // when the last look ended, until the camera is closed
   std::optional<Time> picture_;  // the last one finished since the camera was opened and nothing failed
   std::optional<Time> person_;   // the last one with a person since the camera was opened

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "live/settings_socket.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -35,9 +37,13 @@ FileDescriptor NewSocket(int flags) {
   return FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
 }
 
-bool Connect(const FileDescriptor& socket, const std::string& path) {
-  const sockaddr_un address = AddressOf(path);
-  return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+// Held as long as the descriptor is open, even by a program that was killed a moment ago: so a socket file without a
+// lock is nobody's.
+FileDescriptor LockFile(const std::string& path) {
+  FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!lock.is_open()) Fail(path);
+  if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) throw tools::Failure("portrait live is running already");
+  return lock;
 }
 
 }  // namespace
@@ -50,8 +56,13 @@ std::string SettingsSocketPath() {
 
 std::string AskSettingsSocket(const std::string& path, const std::string& line) {
   const FileDescriptor socket = NewSocket(0);
-  if (!socket.is_open() || !Connect(socket, path)) throw tools::Failure("portrait live is not running");
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+  const sockaddr_un address = AddressOf(path);
+  for (const int limit : {SO_RCVTIMEO, SO_SNDTIMEO}) {  // the second holds for connecting, too
+    ::setsockopt(socket.get(), SOL_SOCKET, limit, &kPatience, sizeof kPatience);
+  }
+  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    throw tools::Failure("portrait live is not running");
+  }
   const std::string sent = line + "\n";
   if (::send(socket.get(), sent.data(), sent.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(sent.size())) Fail(path);
   std::string answer;
@@ -61,16 +72,15 @@ std::string AskSettingsSocket(const std::string& path, const std::string& line) 
   throw tools::Failure("portrait live does not answer");
 }
 
-SettingsSocket::SettingsSocket(const std::string& path) : path_(path) {
-  if (Connect(NewSocket(0), path)) throw tools::Failure("portrait live is running already");
-  ::unlink(path.c_str());
-  listener_ = NewSocket(SOCK_NONBLOCK);
+SettingsSocket::SettingsSocket(const std::string& path) : path_(path), listener_(NewSocket(SOCK_NONBLOCK)) {
   const sockaddr_un address = AddressOf(path);
-  // Before there are other threads: nobody else may connect at any time.
-  const mode_t mask = ::umask(0177);
-  const int status = ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  ::umask(mask);
-  if (status != 0 || ::listen(listener_.get(), static_cast<int>(kMostClients)) != 0) Fail(path);
+  lock_ = LockFile(path + ".lock");
+  ::unlink(path.c_str());
+  // Nobody can connect before it listens.
+  if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::chmod(path.c_str(), 0600) != 0 || ::listen(listener_.get(), static_cast<int>(kMostClients)) != 0) {
+    Fail(path);
+  }
 }
 
 SettingsSocket::~SettingsSocket() {
@@ -91,25 +101,25 @@ void SettingsSocket::Accept() {
   for (;;) {
     FileDescriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket.is_open()) return;
-    if (clients_.size() < kMostClients) clients_.push_back({std::move(socket), {}});
+    if (clients_.size() == kMostClients) clients_.pop_front();
+    clients_.push_back({std::move(socket), {}});
   }
 }
 
+// One piece of what has come: whoever writes without end gets his turn, and no more, each time.
 bool SettingsSocket::Serve(Client& client, const Answer& answer) {
   char bytes[512];
-  for (;;) {
-    const ssize_t count = ::recv(client.socket.get(), bytes, sizeof bytes, 0);
-    if (count < 0) return errno == EAGAIN || errno == EINTR;
-    if (count == 0) return false;
-    client.line.append(bytes, static_cast<size_t>(count));
-    for (size_t end = 0; (end = client.line.find('\n')) != std::string::npos; client.line.erase(0, end + 1)) {
-      const std::string text = answer(client.line.substr(0, end)) + "\n";
-      if (::send(client.socket.get(), text.data(), text.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(text.size())) {
-        return false;
-      }
+  const ssize_t count = ::recv(client.socket.get(), bytes, sizeof bytes, 0);
+  if (count < 0) return errno == EAGAIN || errno == EINTR;
+  if (count == 0) return false;
+  client.line.append(bytes, static_cast<size_t>(count));
+  for (size_t end = 0; (end = client.line.find('\n')) != std::string::npos; client.line.erase(0, end + 1)) {
+    const std::string text = answer(client.line.substr(0, end)) + "\n";
+    if (::send(client.socket.get(), text.data(), text.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(text.size())) {
+      return false;
     }
-    if (client.line.size() > kMostLine) return false;
   }
+  return client.line.size() <= kMostLine;
 }
 
 }  // namespace pexo::live

@@ -26,7 +26,7 @@ class SettingsSocket {
   // The answer to a line; both without the line's end.
   using Answer = std::function<std::string(const std::string& line)>;
 
-  // Throws tools::Failure, also when another program answers there already.
+  // Throws tools::Failure, also when another program has it. Beside it lies a lock file, which stays.
   explicit SettingsSocket(const std::string& path);
   ~SettingsSocket();
   SettingsSocket(const SettingsSocket&) = delete;
@@ -44,10 +44,11 @@ class SettingsSocket {
   };
 
   void Accept();
-  // False once the client is gone, or sends what is no line.
+  // False once the client is gone, or sends what is no line, or does not take its answers.
   static bool Serve(Client& client, const Answer& answer);
 
   std::string path_;
+  FileDescriptor lock_;
   FileDescriptor listener_;
   std::list<Client> clients_;
 };

@@ -3,6 +3,7 @@
 #ifndef PEXO_TESTS_LIVE_PROGRAMS_H_
 #define PEXO_TESTS_LIVE_PROGRAMS_H_
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -10,6 +11,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -31,18 +33,34 @@ bool Until(Condition condition) {
 // A program that ends with the test at the latest.
 class Program {
  public:
-  explicit Program(std::vector<std::string> words) {
+  // `errors`: a file for its standard error; none: the test's.
+  explicit Program(std::vector<std::string> words, const std::string& errors = "") {
     words.insert(words.begin(),
                  {"timeout", "--foreground", "--signal=KILL", std::getenv("PEXO_LIVE_ROUNDS") ? "1200" : "120"});
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    if (::posix_spawnp(&id_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) {
-      throw std::runtime_error(words[4]);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    if (!errors.empty()) {
+      ::posix_spawn_file_actions_addopen(&actions, 2, errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     }
+    const int status = ::posix_spawnp(&id_, arguments[0], &actions, nullptr, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    if (status != 0) throw std::runtime_error(words[4]);
   }
   ~Program() { End(); }
+  Program(Program&& other) noexcept : id_(std::exchange(other.id_, -1)) {}
   Program(const Program&) = delete;
+
+  // Of the program itself, not of the one that limits its time.
+  std::string Id() const {
+    const std::string id = std::to_string(id_);
+    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+    std::string child;
+    children >> child;
+    return child;
+  }
 
   // SIGTERM, or nothing for a program that ends by itself; returns the exit status.
   int End(int signal = SIGTERM) {

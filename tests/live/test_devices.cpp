@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "live/camera.h"
 #include "live/device_modes.h"
@@ -19,7 +20,7 @@ using test::Program;
 using test::Seen;
 using test::Until;
 
-constexpr char kCamera[] = "/dev/video0", kLoopback[] = "/dev/video10";
+constexpr char kCamera[] = "/dev/video0", kLoopback[] = "/dev/video10", kJpegCamera[] = "/dev/video11";
 constexpr media::Size kSize{320, 180};
 
 // Whether any process but this one has the file open.
@@ -35,36 +36,69 @@ bool IsOpen(const std::string& file) {
   return false;
 }
 
-bool HasFormat() {
-  std::ifstream file("/sys/class/video4linux/video10/format");
+// Whether a loopback device has been given one.
+bool HasFormat(const std::string& device) {
+  std::ifstream file("/sys/class/video4linux/" + device.substr(5) + "/format");
   std::string format;
   return static_cast<bool>(file >> format);
 }
 
+bool Exists(const std::string& file) {
+  return std::filesystem::exists(file);
+}
+
+Program Portrait(const std::string& camera) {
+  std::filesystem::remove("/run/portrait.sock");
+  Program program({"env", "LD_LIBRARY_PATH=" PEXO_FAKE_ENGINE_DIR, PEXO_PORTRAIT, "live", "--from", camera, "--to",
+                   kLoopback, "--background", "blue", "--size", "320x180", "--model", PEXO_MODEL});
+  EXPECT_TRUE(Until([] { return Exists("/run/portrait.sock") && HasFormat(kLoopback); }));
+  return program;
+}
+
+// Reads until there were five pictures.
+void ExpectPictures(const std::function<bool(const Seen&)>& is_right) {
+  const auto reader = OpenDeviceCamera(kLoopback, kSize, 30);
+  media::FrameConverter converter;
+  int pictures = 0, cards = 0;
+  EXPECT_TRUE(Until([&] {
+    const auto frame = reader->Read(std::chrono::milliseconds(500));
+    if (!frame) return false;
+    const Seen seen(*FitFrame(*frame->picture, kSize, converter));
+    EXPECT_LT(seen.room, 0.05);
+    if (!seen.is_card) {
+      EXPECT_TRUE(is_right(seen));
+    }
+    ++(seen.is_card ? cards : pictures);
+    return pictures == 5;
+  })) << cards;
+}
+
+class Devices : public testing::Test {
+ protected:
+  Devices() { ::setenv("XDG_RUNTIME_DIR", "/run", 1); }
+};
+
 // The camera's test picture has bars of all colours; those with much green are a person to the fake engine. The wall is
 // blue: of the red, which is a quarter of the picture, hardly anything remains where the small network is rough.
-TEST(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
+TEST_F(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
   ASSERT_TRUE(IsCamera(kCamera));
-  ::setenv("XDG_RUNTIME_DIR", "/run", 1);
-  Program program({"env", "LD_LIBRARY_PATH=" PEXO_FAKE_ENGINE_DIR, PEXO_PORTRAIT, "live", "--from", kCamera, "--to",
-                   kLoopback, "--background", "blue", "--size", "320x180", "--model", PEXO_MODEL});
-  ASSERT_TRUE(Until(HasFormat));
+  Program program = Portrait(kCamera);
   for (int look = 0; look < 2; ++look) {
     ASSERT_TRUE(Until([] { return !IsOpen(kCamera); })) << look;
-    const auto reader = OpenDeviceCamera(kLoopback, kSize, 30);
-    media::FrameConverter converter;
-    int pictures = 0, cards = 0;
-    EXPECT_TRUE(Until([&] {
-      const auto frame = reader->Read(std::chrono::milliseconds(500));
-      if (!frame) return false;
-      const Seen seen(*FitFrame(*frame->picture, kSize, converter));
-      EXPECT_LT(seen.room, 0.05);
-      ++(seen.is_card ? cards : pictures);
-      return pictures == 5;
-    })) << cards;
-    EXPECT_TRUE(IsOpen(kCamera));
+    ExpectPictures([](const Seen&) { return IsOpen(kCamera); });
   }
   EXPECT_TRUE(Until([] { return !IsOpen(kCamera); }));
+  EXPECT_EQ(program.End(), 0);
+}
+
+// Another loopback device plays one: the room with the person of frame 255.
+TEST_F(Devices, ACameraMaySendMotionJpeg) {
+  Program camera({"ffmpeg", "-nostdin", "-v", "error", "-re", "-f", "lavfi", "-i",
+                  "color=red:s=320x180:r=5,drawbox=x=40:w=80:h=180:color=white:t=fill", "-c:v", "mjpeg", "-q:v", "2",
+                  "-f", "v4l2", kJpegCamera});
+  ASSERT_TRUE(Until([] { return HasFormat(kJpegCamera); }));
+  Program program = Portrait(kJpegCamera);
+  ExpectPictures([](const Seen& seen) { return seen.number == test::kNumbers; });
   EXPECT_EQ(program.End(), 0);
 }
 

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -24,8 +26,19 @@ Engine state_engine;
 std::atomic<int> misuses{0};
 thread_local const char* last_error = "";
 
+// In a program that was started with PEXO_FAKE_ENGINE: the name of a file with a word in it.
+void FollowFile(Engine& engine) {
+  static const char* const path = std::getenv("PEXO_FAKE_ENGINE");
+  std::string word;
+  if (path == nullptr || !(std::ifstream(path) >> word)) return;
+  engine.succeeds = word != "fails";
+  engine.throws = word == "throws";
+  engine.prediction_time = std::chrono::seconds(word == "hangs" ? 1000 : word == "stalls" ? 1 : 0);
+}
+
 Engine Current() {
   const std::lock_guard lock(state_mutex);
+  FollowFile(state_engine);
   return state_engine;
 }
 

@@ -43,6 +43,9 @@ struct Engine {
   std::chrono::microseconds prediction_time{0};  // execute sleeps that long before it writes
 };
 
+// Another program's engine does what the word in the file says that PEXO_FAKE_ENGINE names there: "works", "fails",
+// "throws", "stalls" for a second or "hangs" at each execution.
+//
 // Takes effect with the next call of the engine, also of networks that are built. At any time.
 PEXO_FAKE_API void SetEngine(const Engine& engine);
 

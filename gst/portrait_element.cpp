@@ -3,11 +3,15 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "frame_filter.h"
+#include "job_thread.h"
+#include "video_frame.h"
 
 GST_DEBUG_CATEGORY_STATIC(portrait_debug);
 #define GST_CAT_DEFAULT portrait_debug
@@ -15,7 +19,6 @@ GST_DEBUG_CATEGORY_STATIC(portrait_debug);
 namespace {
 
 enum class Fail { kCard, kError };
-enum class Outcome { kNone, kRendered, kMissed };
 
 constexpr const char* kFormats = "{ NV12, NV21, I420, YV12 }";
 constexpr int kMostSize = 32766;  // the scaler's
@@ -31,9 +34,9 @@ struct State {
   pexo::gst::Settings settings;
   Fail fail = Fail::kCard;
   // The streaming thread's.
-  std::optional<pexo::gst::FrameFilter> filter;
-  Outcome outcome = Outcome::kNone;  // of the frame that is being rendered
-  bool is_failing = false;           // the frame before was missed: the user has been told
+  std::shared_ptr<pexo::gst::FrameFilter> filter;
+  bool is_failing = false;    // the frame before was missed: the user has been told
+  pexo::gst::JobThread jobs;  // which use the filter: an engine that hangs must not keep the pipeline from stopping
 };
 
 }  // namespace
@@ -123,23 +126,33 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* property)
 }
 
 gboolean Start(GstBaseTransform* transform) {
-  State& state = *Self(transform)->state;
-  state.filter.emplace([transform](const char* reason) {
-    GST_ELEMENT_WARNING(transform, RESOURCE, SETTINGS, ("%s; the background stays as it was", reason), (nullptr));
-  });
-  state.is_failing = false;
+  Self(transform)->state->is_failing = false;
   return TRUE;
 }
 
 gboolean Stop(GstBaseTransform* transform) {
-  Self(transform)->state->filter.reset();
+  State& state = *Self(transform)->state;
+  try {
+    state.jobs.Do([filter = std::move(state.filter)]() mutable { filter.reset(); });
+  } catch (const std::exception&) {  // without memory for it, the filter goes here
+  }
+  state.filter.reset();
   return TRUE;
+}
+
+GstStateChangeReturn ChangeState(GstElement* element, GstStateChange change) {
+  pexo::gst::JobThread& jobs = Self(element)->state->jobs;
+  if (change == GST_STATE_CHANGE_READY_TO_PAUSED) jobs.SetHurried(false);
+  if (change == GST_STATE_CHANGE_PAUSED_TO_READY) jobs.SetHurried(true);
+  return GST_ELEMENT_CLASS(pexo_portrait_parent_class)->change_state(element, change);
 }
 
 // A segment begins after every flush, with every seek and with every stream.
 gboolean TakeEvent(GstBaseTransform* transform, GstEvent* event) {
   State& state = *Self(transform)->state;
   if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT && state.filter) state.filter->Reset();
+  if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START) state.jobs.SetHurried(true);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) state.jobs.SetHurried(false);
   return GST_BASE_TRANSFORM_CLASS(pexo_portrait_parent_class)->sink_event(transform, event);
 }
 
@@ -165,10 +178,9 @@ gboolean DecideAllocation(GstBaseTransform* transform, GstQuery* query) {
   return GST_BASE_TRANSFORM_CLASS(pexo_portrait_parent_class)->decide_allocation(transform, query);
 }
 
-std::optional<double> SecondsOf(GstBaseTransform* transform, const GstVideoFrame& frame) {
+std::optional<double> SecondsOf(GstBaseTransform* transform, GstBuffer* buffer) {
   if (transform->segment.format != GST_FORMAT_TIME) return {};
-  const GstClockTime time =
-      gst_segment_to_running_time(&transform->segment, GST_FORMAT_TIME, GST_BUFFER_PTS(frame.buffer));
+  const GstClockTime time = gst_segment_to_running_time(&transform->segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
   if (!GST_CLOCK_TIME_IS_VALID(time)) return {};
   return static_cast<double>(time) / GST_SECOND;
 }
@@ -176,7 +188,6 @@ std::optional<double> SecondsOf(GstBaseTransform* transform, const GstVideoFrame
 // Says that a frame could not be rendered.
 GstFlowReturn Miss(gpointer element, const char* reason) {
   State& state = *Self(element)->state;
-  state.outcome = Outcome::kMissed;
   const Fail fail = [&] {
     const ObjectLock lock(element);
     return state.fail;
@@ -193,36 +204,73 @@ GstFlowReturn Miss(gpointer element, const char* reason) {
   return GST_FLOW_OK;  // Transform makes the card
 }
 
-GstFlowReturn TransformFrame(GstVideoFilter* element, GstVideoFrame* input, GstVideoFrame* output) {
-  GstBaseTransform* transform = GST_BASE_TRANSFORM(element);
-  State& state = *Self(element)->state;
-  try {
-    const pexo::gst::Settings settings = [&] {
-      const ObjectLock lock(element);
-      return state.settings;
-    }();
-    state.filter->Render(settings, *input, *output, SecondsOf(transform, *input));
-  } catch (const pexo::gst::SettingsError& error) {
-    GST_ELEMENT_ERROR(element, RESOURCE, SETTINGS, ("%s", error.what()), (nullptr));
-    return GST_FLOW_ERROR;
-  } catch (const std::exception& error) {
-    return Miss(element, error.what());
-  } catch (...) {
-    return Miss(element, "an exception of unknown kind");
+// A frame's rendering, with all that it needs should the element be gone by then.
+struct Rendering {
+  Rendering(GstBaseTransform* transform, GstBuffer* in, GstBuffer* out)
+      : element(GST_ELEMENT(gst_object_ref(transform)), gst_object_unref),
+        input(GST_VIDEO_FILTER(transform)->in_info, in, GST_MAP_READ),
+        output(GST_VIDEO_FILTER(transform)->out_info, out, GST_MAP_WRITE),
+        seconds(SecondsOf(transform, in)) {
+    const State& state = *Self(transform)->state;
+    filter = state.filter;
+    const ObjectLock lock(transform);
+    settings = state.settings;
   }
-  state.outcome = Outcome::kRendered;
-  state.is_failing = false;
-  return GST_FLOW_OK;
+
+  void Run() noexcept {
+    try {
+      filter->Render(settings, input.frame(), output.frame(), seconds);
+    } catch (...) {
+      error = std::current_exception();
+    }
+  }
+
+  std::unique_ptr<GstElement, void (*)(gpointer)> element;
+  const pexo::gst::MappedFrame input, output;
+  std::optional<double> seconds;
+  std::shared_ptr<pexo::gst::FrameFilter> filter;
+  pexo::gst::Settings settings;
+  std::exception_ptr error;
+};
+
+std::shared_ptr<pexo::gst::FrameFilter> NewFilter(GstBaseTransform* transform) {
+  return std::make_shared<pexo::gst::FrameFilter>([transform](const char* reason) {
+    GST_ELEMENT_WARNING(transform, RESOURCE, SETTINGS, ("%s; the background stays as it was", reason), (nullptr));
+  });
 }
 
-// Around GStreamer's own, which maps the buffers for TransformFrame, and answers OK to buffers that it cannot map. The
-// output buffer is never the input's memory, and unless a frame was rendered into it, it becomes a card.
-GstFlowReturn Transform(GstBaseTransform* transform, GstBuffer* input, GstBuffer* output) {
+// False: it is still being rendered, and nobody waits for it. Throws whatever goes wrong.
+bool Render(GstBaseTransform* transform, GstBuffer* input, GstBuffer* output) {
   State& state = *Self(transform)->state;
-  state.outcome = Outcome::kNone;
-  GstFlowReturn flow = GST_BASE_TRANSFORM_CLASS(pexo_portrait_parent_class)->transform(transform, input, output);
-  if (state.outcome == Outcome::kRendered) return flow;
-  if (flow == GST_FLOW_OK && state.outcome == Outcome::kNone) flow = Miss(transform, "its buffer cannot be used");
+  if (state.filter == nullptr) state.filter = NewFilter(transform);
+  const auto rendering = std::make_shared<Rendering>(transform, input, output);
+  if (!rendering->input.is_mapped() || !rendering->output.is_mapped()) {
+    throw std::runtime_error("its buffer cannot be used");
+  }
+  if (!state.jobs.Do([rendering] { rendering->Run(); })) {
+    state.filter.reset();  // the next frame has another
+    return false;
+  }
+  if (rendering->error != nullptr) std::rethrow_exception(rendering->error);
+  return true;
+}
+
+// Instead of GStreamer's own, which answers OK to buffers that it cannot map. The output buffer is never the input's
+// memory, and unless a frame was rendered into it, it becomes a card.
+GstFlowReturn Transform(GstBaseTransform* transform, GstBuffer* input, GstBuffer* output) {
+  GstFlowReturn flow = GST_FLOW_OK;
+  try {
+    if (!Render(transform, input, output)) return GST_FLOW_FLUSHING;
+    Self(transform)->state->is_failing = false;
+    return GST_FLOW_OK;
+  } catch (const pexo::gst::SettingsError& error) {
+    GST_ELEMENT_ERROR(transform, RESOURCE, SETTINGS, ("%s", error.what()), (nullptr));
+    flow = GST_FLOW_ERROR;
+  } catch (const std::exception& error) {
+    flow = Miss(transform, error.what());
+  } catch (...) {
+    flow = Miss(transform, "an exception of unknown kind");
+  }
   const gsize size = gst_buffer_get_size(output);
   return gst_buffer_memset(output, 0, kCardLevel, size) == size ? flow : GST_FLOW_ERROR;
 }
@@ -281,6 +329,7 @@ static void pexo_portrait_class_init(PexoPortraitClass* portrait_class) {
   InstallProperties(object_class);
 
   auto* element_class = GST_ELEMENT_CLASS(portrait_class);
+  element_class->change_state = ChangeState;
   AddPads(element_class);
   gst_element_class_set_static_metadata(
       element_class, "Portrait background", "Filter/Effect/Video",
@@ -296,5 +345,4 @@ static void pexo_portrait_class_init(PexoPortraitClass* portrait_class) {
   transform_class->transform_meta = TakesMetadata;
   transform_class->transform = Transform;
   transform_class->transform_ip = nullptr;  // GStreamer's own would hand frames on as they came
-  GST_VIDEO_FILTER_CLASS(portrait_class)->transform_frame = TransformFrame;
 }

@@ -12,6 +12,25 @@
 
 namespace pexo::gst {
 
+// A buffer that is mapped, and kept, as long as this lives.
+class MappedFrame {
+ public:
+  MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
+      : is_mapped_(gst_video_frame_map(&frame_, &info, buffer, flags)) {}
+  ~MappedFrame() {
+    if (is_mapped_) gst_video_frame_unmap(&frame_);
+  }
+  MappedFrame(const MappedFrame&) = delete;
+  MappedFrame& operator=(const MappedFrame&) = delete;
+
+  bool is_mapped() const { return is_mapped_; }
+  const GstVideoFrame& frame() const { return frame_; }
+
+ private:
+  GstVideoFrame frame_;
+  bool is_mapped_;
+};
+
 // A mapped NV12, NV21, I420 or YV12 frame. The compositor's sizes are even: where a side of the frame is odd, the view
 // is one larger, and its luma is a copy in which the last column or row is repeated. (Chroma planes need nothing: they
 // are rounded up already.)

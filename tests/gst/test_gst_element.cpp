@@ -97,6 +97,29 @@ TEST(Element, PassesTimesAndMetadata) {
   gst_caps_unref(clock);
 }
 
+// As pipewiresink does.
+GstPadProbeReturn OfferPoolOfNoSize(GstPad*, GstPadProbeInfo* info, gpointer) {
+  GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
+  GstBufferPool* pool = gst_buffer_pool_new();
+  gst_query_add_allocation_pool(query, pool, 0, 2, 0);
+  gst_object_unref(pool);
+  return GST_PAD_PROBE_HANDLED;
+}
+
+TEST(Element, RendersIntoAPoolThatSaysNoSize) {
+  fake::SetEngine(GreenEngine());
+  const Format format;
+  Element element(kElement + " background=" + kBlue);
+  gst_pad_add_probe(element.harness()->sinkpad, GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, OfferPoolOfNoSize, nullptr,
+                    nullptr);
+  element.SetFormat(format);
+  const TestFrame frame = Bar(format.NewFrame(), 40);
+  const TestFrame out = element.Render(frame);
+  Direct().Process(frame.input(), frame.view());
+  EXPECT_TRUE(SamePicture(out, frame));
+}
+
 TEST(Element, FollowsAThousandChangesOfCaps) {
   fake::SetEngine(GreenEngine());
   Element element(kElement);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whatever fails, the room is never seen: a bright red mark in the background of every frame, and none in the output.
+#include <chrono>
+#include <future>
 #include <map>
 #include <random>
+#include <thread>
 
 #include "tests/gst/element.h"
 #include "tests/support/failing_new.h"
@@ -72,19 +75,23 @@ fake::Engine BrokenEngine(bool throws) {
   return engine;
 }
 
-TEST(Privacy, AFailureOfTheEngineAtAnyFrameIsACardOrAnError) {
+TEST(Privacy, WhatFailsAtAnyFrameIsACardOrAnError) {
+  enum { kFails, kThrows, kTooSmall, kKinds };
   const Format format;
   ASSERT_TRUE(Look(Marked(format), format).is_marked);
   for (const bool card : {true, false}) {
-    for (const bool throws : {false, true}) {
+    for (int kind = 0; kind < kKinds; ++kind) {
       for (int failing = 0; failing < 6; ++failing) {
         Element element(Words(card ? "card" : "error"));
         element.SetFormat(format);
         for (int i = 0; i < 7; ++i) {
-          fake::SetEngine(i == failing ? BrokenEngine(throws) : GreenEngine());
-          const GstFlowReturn flow = element.Push(Marked(format));
+          const bool fails = i == failing;
+          fake::SetEngine(fails && kind != kTooSmall ? BrokenEngine(kind == kThrows) : GreenEngine());
+          BufferPtr buffer = Marked(format);
+          if (fails && kind == kTooSmall) buffer = Cut(std::move(buffer), format.Info().size / 2);
+          const GstFlowReturn flow = element.Push(std::move(buffer));
           const BufferPtr out = element.Pull();
-          if (i == failing && !card) {
+          if (fails && !card) {
             EXPECT_EQ(flow, GST_FLOW_ERROR);
             EXPECT_EQ(out, nullptr);
             EXPECT_NE(element.Messages(GST_MESSAGE_ERROR), "");
@@ -93,7 +100,7 @@ TEST(Privacy, AFailureOfTheEngineAtAnyFrameIsACardOrAnError) {
           ASSERT_EQ(flow, GST_FLOW_OK);
           ASSERT_NE(out, nullptr);
           EXPECT_FALSE(Look(out, format).is_marked) << failing << " " << i;
-          EXPECT_EQ(Look(out, format).is_card, i == failing) << failing << " " << i;
+          EXPECT_EQ(Look(out, format).is_card, fails) << failing << " " << i;
         }
         EXPECT_EQ(element.Messages(GST_MESSAGE_WARNING) != "", card);
       }
@@ -101,16 +108,37 @@ TEST(Privacy, AFailureOfTheEngineAtAnyFrameIsACardOrAnError) {
   }
 }
 
-TEST(Privacy, ABufferThatIsTooSmallIsACardOrAnError) {
-  fake::SetEngine(GreenEngine());
+// A flush or a stop ends the wait for an engine that hangs, and what it was to render goes nowhere.
+TEST(Privacy, AnEngineThatHangsIsLeftAlone) {
   const Format format;
-  for (const bool card : {true, false}) {
-    Element element(Words(card ? "card" : "error"));
+  for (const bool flushes : {true, false}) {
+    fake::SetEngine(GreenEngine());
+    Element element(Words("card"));
     element.SetFormat(format);
-    EXPECT_EQ(element.Push(Cut(Marked(format), format.Info().size / 2)), card ? GST_FLOW_OK : GST_FLOW_ERROR);
+    ASSERT_EQ(element.Push(Marked(format)), GST_FLOW_OK);
+    EXPECT_NE(element.Pull(), nullptr);
+    fake::Engine hanging = GreenEngine();
+    hanging.prediction_time = std::chrono::milliseconds(2500);
+    fake::SetEngine(hanging);
+    auto push = std::async(std::launch::async, [&] { return element.Push(Marked(format)); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // into the engine
+    if (flushes) {
+      gst_harness_push_event(element.harness(), gst_event_new_flush_start());
+    } else {
+      gst_element_set_state(element.harness()->element, GST_STATE_NULL);
+    }
+    EXPECT_EQ(push.get(), GST_FLOW_FLUSHING);
+    EXPECT_EQ(element.Pull(), nullptr);
+    fake::SetEngine(GreenEngine());
+    if (!flushes) continue;
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_harness_push_event(element.harness(), gst_event_new_flush_stop(TRUE));
+    gst_harness_push_event(element.harness(), gst_event_new_segment(&segment));
+    EXPECT_EQ(element.Push(Marked(format)), GST_FLOW_OK);  // once the engine is free again
     const BufferPtr out = element.Pull();
-    EXPECT_EQ(out != nullptr, card);
-    EXPECT_TRUE(out == nullptr || Look(out, format).is_card);
+    ASSERT_NE(out, nullptr);
+    EXPECT_FALSE(Look(out, format).is_card);
   }
 }
 
@@ -122,7 +150,7 @@ TEST(Privacy, MemoryThatRunsOutAtAnyPoint) {
     Element element(Words("card"));
     element.SetFormat(format);
     BufferPtr buffer = Marked(format);
-    struck = Strikes(allocation, [&] { element.Push(std::move(buffer)); });
+    struck = StrikesAnywhere(allocation, [&] { element.Push(std::move(buffer)); });
     const BufferPtr out = element.Pull();
     ASSERT_FALSE(out != nullptr && Look(out, format).is_marked) << allocation;
   }
@@ -155,7 +183,8 @@ TEST(Privacy, AnythingAtRandomForManyFrames) {
       BufferPtr buffer = Marked(format, !is_strange);
       if (one_in(50)) buffer = Cut(std::move(buffer), random() % format.Info().size);
       GstFlowReturn flow = GST_FLOW_OK;
-      Strikes(one_in(8) ? static_cast<int>(random() % 60) : -1, [&] { flow = element.Push(std::move(buffer)); });
+      StrikesAnywhere(one_in(8) ? static_cast<int>(random() % 60) : -1,
+                      [&] { flow = element.Push(std::move(buffer)); });
       if (const BufferPtr out = element.Pull(); out != nullptr) {
         const Seen seen = Look(out, format);
         ASSERT_FALSE(seen.is_marked) << frames << " " << format.Caps();

@@ -17,6 +17,10 @@ else()
   set(PEXO_SLOWNESS 1)
 endif()
 add_custom_target(pexo_tests)  # all the programs that ctest runs
+# The longest ones, from the shortest of them up. They begin before the others, the longest first, so that none is left
+# over to run alone.
+set(pexo_longest_tests test_background_blur test_kernels test_compositor_pictures test_gst_film test_effects
+                    test_portrait_pictures test_gst_element test_live_privacy test_gst_privacy test_portrait_films)
 
 function(pexo_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;SHORT" "SOURCES;LIBRARIES;LABELS")
@@ -26,6 +30,9 @@ function(pexo_test name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests"
                                            BUILD_RPATH "$ORIGIN/..")
   target_compile_definitions(${name} PRIVATE PEXO_SLOWNESS=${PEXO_SLOWNESS})
+  if(PEXO_SANITIZE)
+    target_compile_options(${name} PRIVATE -O1 -g1)  # they take longest to compile there, and not long to run
+  endif()
   if(PEXO_LONG_TESTS OR NOT arg_SHORT)
     set(arg_SHORT "*")
   elseif(arg_SHORT STREQUAL "-*")
@@ -39,7 +46,9 @@ function(pexo_test name)
   set(test "${PEXO_TEST_PREFIX}${name}")
   add_test(NAME ${test} COMMAND ${name} "--gtest_filter=${arg_SHORT}")
   # An allocation that is too large has to fail, not to end the test.
-  set_tests_properties(${test} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
+  list(FIND pexo_longest_tests ${name} cost)
+  math(EXPR cost "${cost} + 1")
+  set_tests_properties(${test} PROPERTIES COST ${cost} TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
     "ASAN_OPTIONS=allocator_may_return_null=1;TSAN_OPTIONS=allocator_may_return_null=1;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()
 

@@ -3,12 +3,16 @@
 // times slower than this one.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
+#include <thread>
 
 #include "live/camera.h"
 #include "live/device_modes.h"
+#include "live/file_descriptor.h"
 #include "live/fit.h"
 #include "tests/live/programs.h"
 #include "tests/live/room.h"
@@ -88,14 +92,33 @@ TEST_F(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
     ExpectPictures([](const Seen&) { return IsOpen(kCamera); });
   }
   EXPECT_TRUE(Until([] { return !IsOpen(kCamera); }));
+
+  // Two readers leave at once, while the program cannot listen: the kernel tells it of one.
+  std::optional<FileDescriptor> readers[2];
+  for (auto& reader : readers) {
+    reader.emplace(::open(kLoopback, O_RDWR | O_CLOEXEC));
+    ASSERT_TRUE(Until([] { return IsOpen(kCamera); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  const pid_t id = std::stoi(program.Id());
+  ::kill(id, SIGSTOP);
+  for (auto& reader : readers) reader.reset();
+  ::kill(id, SIGCONT);
+  EXPECT_TRUE(Until([] { return !IsOpen(kCamera); }));
   EXPECT_EQ(program.End(), 0);
 }
 
 // Another loopback device plays one: the room with the person of frame 255.
 TEST_F(Devices, ACameraMaySendMotionJpeg) {
-  Program camera({"ffmpeg", "-nostdin", "-v", "error", "-re", "-f", "lavfi", "-i",
-                  "color=red:s=320x180:r=5,drawbox=x=40:w=80:h=180:color=white:t=fill", "-c:v", "mjpeg", "-q:v", "2",
-                  "-f", "v4l2", kJpegCamera});
+  const std::string film = "/tmp/room.avi", ffmpeg = PEXO_FFMPEG " -nostdin -y -v error ";
+  ASSERT_EQ(std::system((ffmpeg +
+                         "-f lavfi -i color=red:s=320x180:r=5,drawbox=x=40:w=80:h=180:color=white:t=fill "
+                         "-frames:v 10 -c:v mjpeg -q:v 2 " +
+                         film)
+                            .c_str()),
+            0);
+  Program camera({PEXO_FFMPEG, "-nostdin", "-v", "error", "-re", "-stream_loop", "-1", "-i", film, "-c", "copy", "-f",
+                  "v4l2", kJpegCamera});
   ASSERT_TRUE(Until([] { return HasFormat(kJpegCamera); }));
   Program program = Portrait(kJpegCamera);
   ExpectPictures([](const Seen& seen) { return seen.number == test::kNumbers; });

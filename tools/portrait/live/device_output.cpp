@@ -5,10 +5,16 @@
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -20,6 +26,31 @@
 
 namespace pexo::live {
 namespace {
+
+constexpr int kCheckMilliseconds = 1000;
+
+// Whether another program of this user's has the device open; none if that cannot be said, for some do not let others
+// look.
+std::optional<bool> IsOpenElsewhere(int device) {
+  namespace fs = std::filesystem;
+  struct stat wanted {};
+  if (::fstat(device, &wanted) != 0) return {};
+  std::optional<bool> found = false;
+  std::error_code error;
+  for (const auto& process : fs::directory_iterator("/proc", error)) {
+    struct stat status {};
+    const std::string folder = process.path() / "fd", id = process.path().filename();
+    if (id.find_first_not_of("0123456789") != std::string::npos || id == std::to_string(::getpid())) continue;
+    if (::stat(process.path().c_str(), &status) != 0 || status.st_uid != ::geteuid()) continue;
+    fs::directory_iterator descriptors(folder, error);
+    if (error == std::errc::permission_denied) found.reset();
+    for (; !error && descriptors != fs::directory_iterator(); descriptors.increment(error)) {
+      if (::stat(descriptors->path().c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) continue;
+      if (status.st_rdev == wanted.st_rdev) return true;
+    }
+  }
+  return found;
+}
 
 // Loopback devices do not say whether somebody reads. The kernel tells of every opening and closing of the file, so
 // those of others are counted; that costs nothing while nothing happens.
@@ -74,11 +105,19 @@ class DeviceOutput : public Output {
 
   void Watch() {
     int readers = 0;
+    bool is_certain =
+        true;  // the kernel makes one event of two that are alike and lie unread, so others are counted anew
     for (;;) {
       pollfd waiting[] = {{events_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
-      if (::poll(waiting, 2, -1) < 0 && errno != EINTR) return;
+      const int ready = ::poll(waiting, 2, is_certain ? -1 : kCheckMilliseconds);
+      if (ready < 0 && errno != EINTR) return;
       if (waiting[1].revents != 0) return;
       const bool was_watched = readers > 0;
+      if (ready == 0) {
+        const std::optional<bool> is_open = IsOpenElsewhere(device_.get());
+        if (is_open) readers = *is_open ? std::max(readers, 1) : 0;
+        is_certain = true;
+      }
       alignas(inotify_event) char bytes[4096];
       const ssize_t count = ::read(events_.get(), bytes, sizeof bytes);
       for (ssize_t at = 0; at < count;) {
@@ -87,6 +126,7 @@ class DeviceOutput : public Output {
         if ((event->mask & IN_CLOSE) != 0 && readers > 0) --readers;
         at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
       }
+      if (count > 0) is_certain = false;
       if ((readers > 0) != was_watched) watched_(readers > 0);
     }
   }

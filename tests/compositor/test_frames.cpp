@@ -120,15 +120,15 @@ TEST(Frames, RangeAndMatrixAreTheFramesOwn) {
   }
 }
 
-TEST(Frames, PicturesCoverTheFrame) {
+TEST(Frames, PicturesCoverTheFrameInItsRange) {
   // A picture twice as wide as it should be loses both sides.
-  const TestFrame picture(480, 120, Layout::kNv21);
+  const TestFrame picture(480, 120, Layout::kNv21, 0, Range::kLimited);
   picture.Paint([](int x, int) { return Yuv{x < 120 ? 10.0 : x < 360 ? 100.0 : 200.0, 90, 160}; });
   TestFrame frame = Noise(80, 40);
   Composer composer(Edges::kPicture, 1, 0);
   composer.backdrop().Set(Picture{picture.input()});
   composer.Compose(frame.input(), Segmented(frame, Matte(80, 40)), frame.view());
-  for (const auto& [c, x, y, level] : {std::array{0, 0, 0, 100}, {0, 79, 39, 100}, {1, 20, 10, 90}, {2, 20, 10, 160}}) {
+  for (const auto& [c, x, y, level] : {std::array{0, 0, 0, 98}, {0, 79, 39, 98}, {1, 20, 10, 85}, {2, 20, 10, 164}}) {
     EXPECT_NEAR(frame.At(c, x, y), level, 1);
   }
 }

@@ -9,6 +9,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tests/support/handle.h"
 #include "tests/tools/films.h"
 
 namespace pexo::test {
@@ -35,23 +36,15 @@ Outcome Shell(const std::string& command) {
 
 // Each film through the nine functions, as an application would use them.
 std::string ByTheLibrary(std::string frames, int32_t effect, int width, int height, int late) {
-  HumanBodySegHandle* handle = pexoHumanBodySegCreate();
-  pexoHumanBodySegSetParam(handle, PARAM_EFFECT_MODE, &effect);
-  pexoHumanBodySegSetParam(handle, PARAM_MODEL_PATH, PEXO_MODELS_DIR "/MoviePortraitBig.dlc");
-  EXPECT_EQ(pexoHumanBodySegInit(handle), HUMANBODYSEG_OK);
+  Handle handle(effect, PEXO_MODELS_DIR "/MoviePortraitBig.dlc");
+  EXPECT_EQ(handle.Init(), HUMANBODYSEG_OK);
   const std::size_t size = static_cast<std::size_t>(width) * height * 3 / 2;
   for (int i = 0; i < late; ++i) frames += frames.substr(frames.size() - size);
   for (std::size_t start = 0; start < frames.size(); start += size) {
-    QmxImage image = {};
-    image.format = QMX_FORMAT_NV21;
-    image.width = width;
-    image.height = height;
-    image.plane[0] = reinterpret_cast<uint8_t*>(frames.data()) + start;
-    image.plane[1] = image.plane[0] + static_cast<std::ptrdiff_t>(width) * height;
-    EXPECT_EQ(pexoHumanBodySegProcess(handle, &image, nullptr), HUMANBODYSEG_OK);
+    uint8_t* luma = reinterpret_cast<uint8_t*>(frames.data()) + start;
+    QmxImage image{QMX_FORMAT_NV21, width, height, {luma, luma + static_cast<std::ptrdiff_t>(width) * height}, {}};
+    EXPECT_EQ(handle.Process(image), HUMANBODYSEG_OK);
   }
-  pexoHumanBodySegUninit(handle);
-  pexoHumanBodySegDestroy(handle);
   return frames.substr(late * size);
 }
 

@@ -32,6 +32,8 @@ function(pexo_test name)
   target_compile_definitions(${name} PRIVATE PEXO_SLOWNESS=${PEXO_SLOWNESS})
   if(PEXO_SANITIZE)
     target_compile_options(${name} PRIVATE -O1 -g1)  # they take longest to compile there, and not long to run
+  elseif(PEXO_SLOWNESS GREATER 1)
+    target_compile_options(${name} PRIVATE -O1)
   endif()
   if(PEXO_LONG_TESTS OR NOT arg_SHORT)
     set(arg_SHORT "*")

@@ -162,7 +162,7 @@ TEST(Privacy, AnythingAtRandomForManyFrames) {
   const auto one_in = [&](unsigned n) { return random() % n == 0; };
   const std::vector<size_t> shapes[] = {{1, 1, 1, 1}, {1, 64, 1, 1}, {1, 7, 100, 1}, {1, 200, 300, 1}, {1, 0, 0, 1}};
   constexpr const char* kNames[] = {"NV12", "NV21", "I420", "YV12"};
-  int frames = 0, cards = 0;
+  int frames = 0, cards = 0, changes = 0;
   while (frames < kRandomFrames) {
     fake::SetEngine(GreenEngine());
     Element element(Words(one_in(2) ? "card" : "error"));
@@ -171,7 +171,9 @@ TEST(Privacy, AnythingAtRandomForManyFrames) {
     // Answers of another shape may set the person in another place: then there is none.
     const bool is_strange = one_in(3);
     for (int i = 0; i < 200; ++i) {
-      if (one_in(20)) format = {kNames[random() % 4], 100 + int(random() % 9) * 19, 90 + int(random() % 9) * 11};
+      const bool changes_format = one_in(20);
+      changes += changes_format;
+      if (changes_format) format = {kNames[random() % 4], 100 + int(random() % 9) * 19, 90 + int(random() % 9) * 11};
       if (one_in(20)) element.Set("background", one_in(2) ? "grey" : "#208020");
       if (one_in(30)) element.Set("calm", one_in(2) ? "0" : "1");  // loads the model again
       element.SetFormat(format);
@@ -195,6 +197,7 @@ TEST(Privacy, AnythingAtRandomForManyFrames) {
     }
   }
   EXPECT_GT(cards, 100);
+  EXPECT_GT(changes, kRandomFrames / 20);
   EXPECT_LT(cards, frames / 2);
 }
 

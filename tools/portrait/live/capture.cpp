@@ -2,6 +2,7 @@
 #include "live/capture.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "common/failure.h"
@@ -53,11 +54,19 @@ void Capture::Work() {
       ReadWhileWanted();
       is_gone = false;
     } catch (const std::exception& error) {
-      tell_(error.what());
+      Report(error.what());
     }
     frames_.TryTake();
     lock.lock();
     if (is_gone) changed_.wait_for(lock, kRetry, [this] { return is_stopping_; });
+  }
+}
+
+// Also where there is no memory left for the reason.
+void Capture::Report(const char* trouble) {
+  try {
+    tell_(trouble);
+  } catch (const std::bad_alloc&) {
   }
 }
 
@@ -74,7 +83,7 @@ void Capture::ReadWhileWanted() {
       continue;
     }
     last = now;
-    if (!std::exchange(has_frames, true)) tell_("");
+    if (!std::exchange(has_frames, true)) Report("");
     ++frame_count_;
     if (frames_.Put(*std::move(frame))) ++dropped_;
   }

@@ -38,6 +38,7 @@ class Capture {
  private:
   void Work();
   void ReadWhileWanted();
+  void Report(const char* trouble);
   bool IsWanted();
 
   const Open open_;

@@ -103,8 +103,8 @@ struct Difference {
 
 class GoldenFrames : public testing::TestWithParam<Golden> {};
 
-// Processors seen: at most 8 of 131,072 scores differ (SSE beside AVX-512; NEON and AVX 2), each by one level; and 15
-// of a frame's bytes, by up to 5 levels. One level of a score is up to 32 of the mask.
+// Processors seen: at most 8 of 131,072 scores differ (SSE beside AVX-512; two with NEON or AVX), each by one level;
+// and 15 of a frame's bytes, by up to 5 levels. One level of a score is up to 32 of the mask.
 TEST_P(GoldenFrames, AreTheSameOnEveryProcessor) {
   const Golden& golden = GetParam();
   const Bytes frame = Read(PEXO_PHOTOGRAPH, golden.filters, "nv21");

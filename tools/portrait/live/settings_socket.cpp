@@ -37,8 +37,8 @@ FileDescriptor NewSocket(int flags) {
   return FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
 }
 
-// Held as long as the descriptor is open, even by a program that was killed a moment ago: so a socket file without a
-// lock is nobody's.
+// Held as long as the descriptor is open, so not by a program that was killed: a socket file without a lock is
+// nobody's.
 FileDescriptor LockFile(const std::string& path) {
   FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!lock.is_open()) Fail(path);

@@ -47,9 +47,9 @@ function(pexo_test name)
   math(EXPR arg_TIMEOUT "${PEXO_SLOWNESS} * ${arg_TIMEOUT}")
   set(test "${PEXO_TEST_PREFIX}${name}")
   add_test(NAME ${test} COMMAND ${name} "--gtest_filter=${arg_SHORT}")
-  # An allocation that is too large has to fail, not to end the test.
   list(FIND pexo_longest_tests ${name} cost)
   math(EXPR cost "${cost} + 1")
+  # An allocation that is too large has to fail, not to end the test.
   set_tests_properties(${test} PROPERTIES COST ${cost} TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
     "ASAN_OPTIONS=allocator_may_return_null=1;TSAN_OPTIONS=allocator_may_return_null=1;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()

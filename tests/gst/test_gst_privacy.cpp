@@ -12,8 +12,8 @@
 namespace pexo::test {
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kRandomFrames = 2000;
+#if defined(__SANITIZE_ADDRESS__) || PEXO_SLOWNESS > 1
+constexpr int kRandomFrames = 2000;  // several times slower there
 #else
 constexpr int kRandomFrames = 20000;
 #endif

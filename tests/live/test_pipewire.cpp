@@ -108,7 +108,8 @@ class Viewer {
     const Seen seen(picture);
     EXPECT_EQ(seen.room, 0);
     if (seen.is_card) return Sight::kCard;
-    const bool is_green = seen.corner_u < 100 && seen.corner_v<100, is_blue = seen.corner_u> 200;
+    const bool is_green = seen.corner_u < 100 && seen.corner_v < 100;
+    const bool is_blue = seen.corner_u > 200;
     if (seen.number < 0) return is_blue ? Sight::kNobody : is_green ? Sight::kCardFile : Sight::kOther;
     // They come in order, however many are left out.
     const Time now = Clock::now();

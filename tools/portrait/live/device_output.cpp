@@ -105,8 +105,7 @@ class DeviceOutput : public Output {
 
   void Watch() {
     int readers = 0;
-    bool is_certain =
-        true;  // the kernel makes one event of two that are alike and lie unread, so others are counted anew
+    bool is_certain = true;  // not after events: the kernel makes one of two that are alike and lie unread
     for (;;) {
       pollfd waiting[] = {{events_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
       const int ready = ::poll(waiting, 2, is_certain ? -1 : kCheckMilliseconds);

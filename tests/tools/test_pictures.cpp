@@ -153,5 +153,26 @@ TEST_F(PortraitPictures, BackgroundsReplaceWhatIsNotThePerson) {
   EXPECT_EQ(Portrait("--size 300x100 --background none in.png out.png", 0, "out.png: 300x100\n"), "");
 }
 
+// Nobody is in front, so the picture behind is all that is seen: through the camera's colours and back.
+TEST_F(PortraitPictures, ColoursStayAndAreTheSameOnEveryProcessor) {
+  Ffmpeg("-f lavfi -i color=gray:s=96x80 -frames:v 1 nobody.png");
+  Ffmpeg("-i nobody.png -vf \"format=gbrp,geq=r='12*abs(mod(Y,40)-20)':g=100:b='12*abs(mod(X,40)-20)'\" wave.png");
+  const Picture wave = ReadPicture("wave.png");
+  for (const std::string behind : {"wave.png", PEXO_PHOTOGRAPH}) {
+    for (const std::string output : {"out.png", "out.jpg"}) {
+      const std::string words = "--quiet --background '" + behind + "' nobody.png ";
+      EXPECT_EQ(Portrait(words + output, 0, ""), "");
+      const Picture seen = ReadPicture(output);
+      double error = 0;
+      for (std::size_t i = 0; i < wave.rgb.size(); ++i) error += std::abs(seen.rgb.at(i) - wave.rgb[i]);
+      EXPECT_LE(error / static_cast<double>(wave.rgb.size()), behind == "wave.png" ? 2 : 255) << output;
+#ifdef PEXO_NATIVE_PORTRAIT
+      std::system(("'" PEXO_NATIVE_PORTRAIT "' " + words + "native_" + output).c_str());
+      EXPECT_TRUE(ReadFile(output) == ReadFile("native_" + output)) << behind << output;
+#endif
+    }
+  }
+}
+
 }  // namespace
 }  // namespace pexo::test

@@ -19,10 +19,14 @@ const AVPixFmtDescriptor& Describe(const AVFrame& frame) {
   return *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
 }
 
+bool IsRgb(int pixels) {
+  return (av_pix_fmt_desc_get(static_cast<AVPixelFormat>(pixels))->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
 }  // namespace
 
 bool IsRgb(const AVFrame& frame) {
-  return (Describe(frame).flags & AV_PIX_FMT_FLAG_RGB) != 0;
+  return IsRgb(frame.format);
 }
 
 bool HasAlpha(const AVFrame& frame) {
@@ -77,6 +81,9 @@ void FrameConverter::Prepare(const Setting& from, const Setting& to) {
   scaler_ = Own(sws_alloc_context());
   const int from_full = from.levels == Levels::kFull ? 1 : 0;
   const int to_full = to.levels == Levels::kFull ? 1 : 0;
+  // Chroma is the mean of the pixels that it stands for. Its way back to RGB is cubic: where two rows of it are to be
+  // mixed linearly, the scaler takes one of them or their mean instead, and that on some processors only.
+  const int kernel = IsRgb(to.format) ? SWS_BICUBIC : SWS_AREA;
   // The ranges before sws_init_context, which otherwise settles on a copy that leaves the levels as they are.
   const std::pair<const char*, int64_t> settings[] = {
       {"srcw", from.width},
@@ -87,8 +94,7 @@ void FrameConverter::Prepare(const Setting& from, const Setting& to) {
       {"dsth", to.height},
       {"dst_format", to.format},
       {"dst_range", to_full},
-      // Area: chroma is the mean of the pixels it stands for, and is interpolated on the way back.
-      {"sws_flags", SWS_AREA | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_FULL_CHR_H_INT | SWS_BITEXACT},
+      {"sws_flags", kernel | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_FULL_CHR_H_INT | SWS_BITEXACT},
   };
   for (const auto& [name, value] : settings) av_opt_set_int(scaler_.get(), name, value, 0);
   if (sws_init_context(scaler_.get(), nullptr, nullptr) < 0) {

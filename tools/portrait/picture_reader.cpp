@@ -79,6 +79,7 @@ media::AvFrame Decode(const std::vector<uint8_t>& file, AVCodecID codec_id) {
   const media::AvCodecContext context = media::Own(avcodec_alloc_context3(codec));
   context->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
   context->thread_count = 1;
+  context->idct_algo = FF_IDCT_SIMPLE;  // which gives the same pixels on every processor
   if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
   const media::AvPacket packet = media::Own(av_packet_alloc());
   if (av_new_packet(packet.get(), static_cast<int>(file.size())) < 0) throw std::bad_alloc();

@@ -37,7 +37,9 @@ media::AvPacket Encode(CameraFrame& frame, PictureKind kind, const compositor::M
   context->time_base = {1, 25};  // asked for, but without meaning in a picture
   context->thread_count = 1;
   if (!is_png) {
-    context->flags |= AV_CODEC_FLAG_QSCALE;
+    // The same bytes on every processor.
+    context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_BITEXACT;
+    context->dct_algo = FF_DCT_INT;
     context->global_quality = FF_QP2LAMBDA * kJpegQuantiser;
     picture->quality = context->global_quality;
   }

@@ -121,7 +121,7 @@ class Live {
       const Time now = Clock::now();
       FollowWatching(now);
       TakeOutcome(now);
-      TellTrouble(now);
+      TellTrouble();
       director_.ShowCardIfDue(now);
       capture_.SetWanted(director_.session().WantsCamera(now));
       Wait(stop);
@@ -166,7 +166,7 @@ class Live {
     Say(has_failed_ ? *reason + "; the card is shown" : "pictures are shown again");
   }
 
-  void TellTrouble(Time) {
+  void TellTrouble() {
     const std::optional<std::string> trouble = troubles_.TryTake();
     if (!trouble || *trouble == trouble_) return;
     if (!trouble->empty()) director_.session().Fail();

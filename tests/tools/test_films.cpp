@@ -169,6 +169,11 @@ TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
   Ffmpeg("-f lavfi -i testsrc2=s=64x48:d=0.2 -c:v ffv1 -pix_fmt yuv420p10 in.mkv");
   EXPECT_EQ(Portrait("in.mkv out.mp4 2>../words", 0, "out.mp4: 64x48, 5 frames\n"), "");
   EXPECT_EQ(ReadFile("../words"), "portrait: in.mkv: its 10-bit pictures are rendered in 8 bits\n");
+  Ffmpeg("-f lavfi -i testsrc2=s=64x48:d=0.2 -c:v mpeg2video -flags +ildct+ilme -top 0 in.mkv");
+  for (const auto& [words, fields] : {std::pair("", "1,0"), std::pair("--size 64x32", "0,0")}) {
+    EXPECT_EQ(Portrait(std::string("--quiet in.mkv out.mp4 ") + words, 0, ""), "");
+    EXPECT_EQ(Probe("out.mp4", "-show_entries frame=interlaced_frame,top_field_first").substr(0, 3), fields) << words;
+  }
 }
 
 // A telephone's film lies on its side, and says so.

@@ -141,6 +141,10 @@ FilmEncoder::FilmEncoder(const EncoderChoice& choice, const AVOutputFormat& cont
     context_->color_range = AVCOL_RANGE_JPEG;
   }
   if (choice.codec->id == AV_CODEC_ID_MJPEG) context_->color_range = AVCOL_RANGE_JPEG;
+  if (first.interlaced_frame != 0 && first.height % 4 == 0) {  // a field's rows of chroma are whole only then
+    context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+    context_->field_order = first.top_field_first != 0 ? AV_FIELD_TT : AV_FIELD_BB;
+  }
   if ((container.flags & AVFMT_GLOBALHEADER) != 0) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   if (choice.has_alpha && choice.codec->id == AV_CODEC_ID_PRORES) {
     av_opt_set(context_->priv_data, "profile", "4444", 0);

@@ -111,6 +111,8 @@ AvFrame FilmFrames::Prepare(AvFrame frame) {
       frame->sample_aspect_ratio = ScaledAspect(frame->sample_aspect_ratio, before, *size_);
     }
   }
+  // Rows no longer come from one field or the other.
+  if (before.height != size_->height || turn_ != 0) frame->interlaced_frame = 0;
   return TurnFrame(*frame, turn_);
 }
 

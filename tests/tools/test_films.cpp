@@ -113,6 +113,10 @@ TEST_F(PortraitFilms, SubtitlesChaptersTagsAndAttachmentsStay) {
       EXPECT_EQ(Probe(output, std::string(kept) + stream), Probe(film, std::string(kept) + stream)) << film;
     }
   }
+  EXPECT_EQ(Portrait("--quiet in.mp4 out.webm 2>../words", 0, ""), "");
+  EXPECT_EQ(ReadFile("../words"),
+            "portrait: out.webm: audio stream 1 (aac) is left out: the format webm cannot hold it\n"
+            "portrait: out.webm: subtitle stream 2 (mov_text) is left out: the format webm cannot hold it\n");
 }
 
 TEST_F(PortraitFilms, EveryFrameIsRenderedWithItsOwnMask) {

@@ -131,7 +131,7 @@ for films:
   --stats                    print how long each stage took for a frame, and how many frames show a person
 
   --verbose                  print the library's log on standard error
-  --quiet                    print nothing on success
+  --quiet                    print nothing but warnings on success
   --help                     this text
   --version                  the library's version
 

@@ -52,7 +52,6 @@ std::string Progress::Line() const {
 }
 
 void Progress::Tell(const std::string& line) {
-  if (!is_shown_) return;
   const std::lock_guard lock(mutex_);
   Clear();
   std::fprintf(stderr, "portrait: %s\n", line.c_str());

@@ -24,11 +24,9 @@ class Progress {
   // Since the first frame: what comes before it is no matter of speed.
   double FramesPerSecond() const;
 
-  // Whether progress is shown or not.
+  // These two whether progress is shown or not.
   void Print(const std::string& text);
-
-  // A line of its own, from any thread. Nothing when progress is not shown.
-  void Tell(const std::string& line);
+  void Tell(const std::string& line);  // as a line of its own; from any thread
 
  private:
   using Clock = std::chrono::steady_clock;

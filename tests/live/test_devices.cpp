@@ -86,7 +86,10 @@ class Devices : public testing::Test {
 // blue: of the red, which is a quarter of the picture, hardly anything remains where the small network is rough.
 TEST_F(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
   ASSERT_TRUE(IsCamera(kCamera));
+  std::optional<FileDescriptor> early(std::in_place, ::open(kLoopback, O_RDWR | O_CLOEXEC));
   Program program = Portrait(kCamera);
+  EXPECT_TRUE(Until([] { return IsOpen(kCamera); }));
+  early.reset();
   for (int look = 0; look < 2; ++look) {
     ASSERT_TRUE(Until([] { return !IsOpen(kCamera); })) << look;
     ExpectPictures([](const Seen&) { return IsOpen(kCamera); });

@@ -59,7 +59,11 @@ class DeviceOutput : public Output {
   DeviceOutput(const std::string& path, const OutputSettings& settings, Watched watched)
       : path_(path), card_(settings.card), watched_(std::move(watched)) {
     device_ = FileDescriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
-    if (!device_.is_open()) Fail();
+    events_ = FileDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    stop_ = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
+    if (!device_.is_open() || !events_.is_open() || !stop_.is_open()) Fail();
+    // Before there is anything to be read.
+    if (::inotify_add_watch(events_.get(), path.c_str(), IN_OPEN | IN_CLOSE) < 0) Fail();
     v4l2_format format{};
     format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
     format.fmt.pix.width = static_cast<uint32_t>(settings.size.width);
@@ -80,11 +84,7 @@ class DeviceOutput : public Output {
     rate.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
     rate.parm.output.timeperframe = {1, static_cast<uint32_t>(settings.frames_per_second)};
     ::ioctl(device_.get(), VIDIOC_S_PARM, &rate);  // for readers to know; nothing depends on it
-    Show(card_);                                   // from now on readers can open it
-    events_ = FileDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    stop_ = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
-    if (!events_.is_open() || !stop_.is_open()) Fail();
-    if (::inotify_add_watch(events_.get(), path.c_str(), IN_OPEN | IN_CLOSE) < 0) Fail();
+    Show(card_);                                   // from now on readers can use it
     watcher_ = std::thread([this] { Watch(); });
   }
 
@@ -105,7 +105,9 @@ class DeviceOutput : public Output {
 
   void Watch() {
     int readers = 0;
-    bool is_certain = true;  // not after events: the kernel makes one of two that are alike and lie unread
+    // Not at first, for somebody may have had it open before; and not after events, as the kernel makes one of two that
+    // are alike and lie unread.
+    bool is_certain = false;
     for (;;) {
       pollfd waiting[] = {{events_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
       const int ready = ::poll(waiting, 2, is_certain ? -1 : kCheckMilliseconds);

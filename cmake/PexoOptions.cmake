@@ -36,8 +36,8 @@ endif()
 option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for a computer" ${pexo_computer})
 option(PEXO_BUILD_TESTS "Build the tests" ${pexo_computer})
 option(PEXO_BUILD_BENCH "Build the benches" ${pexo_computer})
-# The release build packs the containers (scripts/pack-models); builds with sanitizers use the same ones.
-set(PEXO_MODELS_DIR "${PROJECT_SOURCE_DIR}/build/release/models" CACHE PATH
+# scripts/pack-models packs the containers: the target `models`, or the first of the tests.
+set(PEXO_MODELS_DIR "${CMAKE_BINARY_DIR}/models" CACHE PATH
     "Where MoviePortraitBig.dlc, MoviePortraitSmall.dlc and MoviePortraitSmallWide.dlc are, for tests and to install")
 
 add_library(pexo_options INTERFACE)

@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
-# pexo_test(NAME SOURCES a.cpp ... [LIBRARIES target ...] [LABELS label ...] [TIMEOUT seconds] [SHORT cases] [COMPUTES]):
-# a GoogleTest program, run as one ctest case. Where it takes long under emulation, SHORT names the cases that are worth
-# their time there, as for --gtest_filter; "-*" for none. COMPUTES: its own code is optimised.
+# pexo_test(NAME SOURCES a.cpp ... [LIBRARIES target ...] [LABELS label ...] [SHORT cases] [COMPUTES]): a GoogleTest
+# program, each case of which is a test of ctest's. Where it takes long under emulation, SHORT names the cases that are
+# worth their time there, as for --gtest_filter; "-*" for none. COMPUTES: its own code is optimised.
 
+include(GoogleTest)
 find_package(GTest REQUIRED)
 find_program(PEXO_FFMPEG ffmpeg REQUIRED)
 find_program(PEXO_FFPROBE ffprobe REQUIRED)
@@ -12,17 +13,22 @@ find_file(PEXO_PHOTOGRAPH grace_hopper.jpg PATHS /usr/share/matplotlib/mpl-data/
 set(PEXO_TEST_PREFIX "" CACHE STRING "Put before the names of the tests, to tell builds apart in one ctest run")
 option(PEXO_LONG_TESTS "Also the tests that take minutes under emulation" ON)
 if(CMAKE_CROSSCOMPILING_EMULATOR)
-  set(PEXO_SLOWNESS 20)  # how many times longer the tests may take
+  set(pexo_slowness 20)
+elseif(PEXO_SANITIZE)
+  set(pexo_slowness 5)
 else()
-  set(PEXO_SLOWNESS 1)
+  set(pexo_slowness 1)
 endif()
+set(PEXO_SLOWNESS ${pexo_slowness} CACHE STRING "How many times longer than on a computer of its own a test may take")
+math(EXPR pexo_time_limit "300 * ${PEXO_SLOWNESS}")  # seconds; for tests that hang, not for slow ones
 add_custom_target(pexo_tests)  # all the programs that ctest runs
 
 # What all tests have in common.
 add_library(pexo_test_options INTERFACE)
 target_link_libraries(pexo_test_options INTERFACE GTest::gtest_main pexo_options)
 target_compile_options(pexo_test_options INTERFACE -pthread)
-target_compile_definitions(pexo_test_options INTERFACE PEXO_SLOWNESS=${PEXO_SLOWNESS})
+target_compile_definitions(pexo_test_options INTERFACE
+  PEXO_SLOWNESS=${PEXO_SLOWNESS} PEXO_EMULATED=$<BOOL:${CMAKE_CROSSCOMPILING_EMULATOR}>)
 if(PEXO_SANITIZE)
   # Undefined behaviour is looked for in what they test. Memory, too, in what they hand to it.
   target_compile_options(pexo_test_options INTERFACE -fno-sanitize=undefined)
@@ -41,7 +47,7 @@ set(pexo_longest_tests test_background_blur test_compositor_pictures test_gst_fi
                        test_portrait_films)
 
 function(pexo_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "COMPUTES" "TIMEOUT;SHORT" "SOURCES;LIBRARIES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "COMPUTES" "SHORT" "SOURCES;LIBRARIES;LABELS")
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} pexo_test_options)
@@ -57,17 +63,19 @@ function(pexo_test name)
     return()
   endif()
   add_dependencies(pexo_tests ${name})
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 300)
-  endif()
-  math(EXPR arg_TIMEOUT "${PEXO_SLOWNESS} * ${arg_TIMEOUT}")
-  set(test "${PEXO_TEST_PREFIX}${name}")
-  add_test(NAME ${test} COMMAND ${name} "--gtest_filter=${arg_SHORT}")
   list(FIND pexo_longest_tests ${name} cost)
   math(EXPR cost "${cost} + 1")
   # An allocation that is too large has to fail, not to end the test.
-  set_tests_properties(${test} PROPERTIES COST ${cost} TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
-    "ASAN_OPTIONS=allocator_may_return_null=1;TSAN_OPTIONS=allocator_may_return_null=1;UBSAN_OPTIONS=print_stacktrace=1")
+  set(environment "")
+  if(PEXO_SANITIZE MATCHES "thread")
+    set(environment ENVIRONMENT TSAN_OPTIONS=allocator_may_return_null=1)
+  elseif(PEXO_SANITIZE MATCHES "address")
+    set(environment ENVIRONMENT ASAN_OPTIONS=allocator_may_return_null=1)
+  endif()
+  gtest_discover_tests(${name} NO_PRETTY_VALUES TEST_PREFIX "${PEXO_TEST_PREFIX}${name}." TEST_FILTER "${arg_SHORT}"
+                       DISCOVERY_TIMEOUT ${pexo_time_limit}
+                       PROPERTIES COST ${cost} TIMEOUT ${pexo_time_limit} LABELS "${arg_LABELS}"
+                                  FIXTURES_REQUIRED "${PEXO_TEST_PREFIX}models" ${environment})
 endfunction()
 
 # pexo_test_runs(VARIABLE TARGET): what the tests call to run this program of ours, in the emulator where there is one.

@@ -40,8 +40,7 @@ target_link_libraries(pexo_test_header PRIVATE pexo_test_options)
 target_compile_options(pexo_test_header PRIVATE -O0)
 target_precompile_headers(pexo_test_header PRIVATE <gtest/gtest.h>)
 
-# The longest ones, from the shortest of them up. They begin before the others, the longest first, so that none is left
-# over to run alone.
+# Slowest tests, ascending. They begin before the others, the slowest first, so that none is left over to run alone.
 set(pexo_longest_tests test_background_blur test_compositor_pictures test_gst_film test_gst_element test_live_privacy
                        test_live_pipewire test_golden_frames test_portrait_pictures test_gst_privacy test_effects
                        test_portrait_films)

@@ -52,7 +52,7 @@ class Compositor::Implementation {
 
   void Begin(const ConstFrame& frame) {
     CheckFrame(frame);
-    if (begun_ - finished_ == kMostBegun) throw std::logic_error("too many frames are begun");
+    if (begun_ - finished_ == kMaxBegun) throw std::logic_error("too many frames are begun");
     Slot& slot = SlotOf(begun_);
     slot.frame = frame;
     slot.error = nullptr;
@@ -92,7 +92,7 @@ class Compositor::Implementation {
     double seconds = 0;
   };
 
-  Slot& SlotOf(int64_t frame) { return slots_[static_cast<size_t>(frame % kMostBegun)]; }
+  Slot& SlotOf(int64_t frame) { return slots_[static_cast<size_t>(frame % kMaxBegun)]; }
 
   static void CheckOutput(const ConstFrame& frame, const Frame& output) {
     CheckFrame(AsConst(output));
@@ -140,8 +140,8 @@ class Compositor::Implementation {
 
   Segmenter segmenter_;  // the worker's, where there is one
   Composer composer_;
-  std::array<Slot, kMostBegun> slots_;  // a frame's slot is the worker's from Begin until its mask is there
-  int64_t finished_ = 0;                // frames; the caller's
+  std::array<Slot, kMaxBegun> slots_;  // a frame's slot is the worker's from Begin until its mask is there
+  int64_t finished_ = 0;               // frames; the caller's
   std::mutex mutex_;
   std::condition_variable changed_;
   int64_t begun_ = 0;      // written by the caller, under the lock

@@ -8,7 +8,7 @@
 namespace pexo::compositor {
 namespace {
 
-constexpr float kMostWeight = 0.9f;
+constexpr float kMaxWeight = 0.9f;
 constexpr float kChangeScale = 2.5f;  // levels
 constexpr float kCutLevels = 40;      // mean change of luma from which nothing is kept
 constexpr int kDifferenceRadius = 1;
@@ -78,7 +78,7 @@ bool MaskCalmer::WeighLikeness(const Guide& guide, float strength) {
     int16_t* out = weights_.Row(y);
     for (int x = 0; x < width; ++x) {
       const float relative = row[x] * (255 / kChangeScale);
-      out[x] = static_cast<int16_t>(strength * kMostWeight * 32767 * ExpOfMinus(relative * relative));
+      out[x] = static_cast<int16_t>(strength * kMaxWeight * 32767 * ExpOfMinus(relative * relative));
     }
   }
   return true;

@@ -11,9 +11,9 @@ namespace {
 
 constexpr int kLargestBlock = 64;
 constexpr int kRowsAtOnce = 4;
-constexpr int kMostRows = 16;  // that the column sums hold
-// The least sigma in blocks: below the first the blocks of a picture would show.
-constexpr double kLeastSigma = 2.5, kLeastSigmaOfEstimate = 1.8;
+constexpr int kMaxRows = 16;  // that the column sums hold
+// Minimum sigma, in blocks, that hides the block grid; an estimate, which is not looked at, needs less.
+constexpr double kMinSigma = 2.5, kMinSigmaOfEstimate = 1.8;
 
 }  // namespace
 
@@ -51,7 +51,7 @@ void WeightedBlur::Open(int width, int height, Weighting weighting, double sigma
 // The variances of the block means, of the enlarging and of the three box means add up to sigma's.
 void WeightedBlur::ChooseScale(double sigma) {
   block_ = 2;
-  const double least = IsEroded() ? kLeastSigma : kLeastSigmaOfEstimate;
+  const double least = IsEroded() ? kMinSigma : kMinSigmaOfEstimate;
   while (block_ < kLargestBlock && sigma >= least * 2 * block_) block_ *= 2;
   const double area = static_cast<double>(block_) * block_;
   const double wanted = (sigma * sigma - (area - 1) / 12 - area / 6) / area;
@@ -73,7 +73,7 @@ void WeightedBlur::AddRows(int pair, const uint8_t* const mask[2], const uint8_t
   AddRowPair(width_, weighting_, mask, luma, chroma.u, chroma.v,
              {columns_.Row(0), columns_.Row(1), chroma_columns_.Row(0), chroma_columns_.Row(1)});
   const int rows = 2 * (pair + 1);
-  if (rows % std::min(block_, kMostRows) == 0 || rows == height_) {
+  if (rows % std::min(block_, kMaxRows) == 0 || rows == height_) {
     const int small_row = (rows - 1) / block_;
     Reduce(small_row, rows - small_row * block_);
   }
@@ -81,7 +81,7 @@ void WeightedBlur::AddRows(int pair, const uint8_t* const mask[2], const uint8_t
 
 // `rows` of the block are in now.
 void WeightedBlur::Reduce(int small_row, int rows) {
-  if (rows <= kMostRows) {
+  if (rows <= kMaxRows) {
     for (Plane<float>& plane : sums_) std::fill_n(plane.Row(small_row), plane.width(), 0.0f);
   }
   // So that a block of whole weight has 1, and its pixels levels.
@@ -137,7 +137,7 @@ void WeightedBlur::BlurRows(int first_row) {
   BoxRows(width, passes_[2].radius, rows[0], results);
 }
 
-// Takes the row at the place of a pass, or an empty one, and hands on the row that is finished by it.
+// Feeds one row (zeros below the last) into a pass and forwards the output row that it completes.
 void WeightedBlur::PushRow(int index, bool is_outside) {
   ColumnPass& pass = passes_[index];
   const bool is_last = index + 1 == kPasses;

@@ -64,7 +64,7 @@ void FrameFilter::Apply(const Settings& settings, int width, int height) {
     const compositor::Model model = FindModel(settings.model, width, height);
     if (is_first || model.path != model_path_ || settings.calm != applied_->calm) {
       try {
-        // The mask of the next frame cannot be begun while this one waits: there is none.
+        // No worker: only one frame is in flight.
         compositor_ = std::make_unique<compositor::Compositor>(compositor::Options{
             .model = model, .background = background_->first(), .calm = settings.calm, .has_worker = false});
       } catch (const compositor::Error&) {

@@ -34,7 +34,7 @@ class SettingsError : public std::runtime_error {
 // One thread at a time.
 class FrameFilter {
  public:
-  // `warn` hears of a background that cannot be had when another is there to go on with.
+  // `warn` is called when a new background cannot be loaded and the old one stays.
   explicit FrameFilter(std::function<void(const char* reason)> warn) : warn_(std::move(warn)) {}
 
   // Renders the person of `input` before the background into `output`, a frame of the same size and format. `seconds`

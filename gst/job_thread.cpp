@@ -28,7 +28,7 @@ JobThread::~JobThread() {
   bool is_busy = false;
   {
     const std::lock_guard lock(shared_->mutex);
-    is_busy = shared_->is_busy;  // with this object's end, perhaps
+    is_busy = shared_->is_busy;  // possibly with the job that is destroying this object
     ++shared_->number;
     shared_->changed.notify_all();
   }

@@ -8,7 +8,7 @@
 
 namespace pexo::gst {
 
-// A thread that does one job at a time for somebody who waits, and who can leave it alone with one that hangs.
+// Runs one job at a time while the caller waits; a job that hangs can be abandoned.
 class JobThread {
  public:
   JobThread();

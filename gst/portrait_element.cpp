@@ -21,7 +21,7 @@ namespace {
 enum class Fail { kCard, kError };
 
 constexpr const char* kFormats = "{ NV12, NV21, I420, YV12 }";
-constexpr int kMostSize = 32766;  // the scaler's
+constexpr int kMaxSize = 32766;  // the scaler's
 
 // Every byte of a card: a plain grey, in any of the formats and ranges.
 constexpr guint8 kCardLevel = 128;
@@ -304,7 +304,7 @@ void InstallProperties(GObjectClass* object_class) {
 
 void AddPads(GstElementClass* element_class) {
   const std::string text = std::string("video/x-raw, format = (string) ") + kFormats + ", width = (int) [ 1, " +
-                           std::to_string(kMostSize) + " ], height = (int) [ 1, " + std::to_string(kMostSize) +
+                           std::to_string(kMaxSize) + " ], height = (int) [ 1, " + std::to_string(kMaxSize) +
                            " ], framerate = (fraction) [ 0, max ]";
   GstCaps* caps = gst_caps_from_string(text.c_str());
   for (const auto& [name, direction] : {std::pair{"sink", GST_PAD_SINK}, std::pair{"src", GST_PAD_SRC}}) {

@@ -10,7 +10,7 @@ namespace pexo {
 namespace {
 
 constexpr float kBlurStrength = 1.5f;
-constexpr double kLeastForeground = 0.05;  // share of the mask below which nobody is there to stay sharp
+constexpr double kMinForeground = 0.05;  // share of the mask below which nobody is there to stay sharp
 
 }  // namespace
 
@@ -47,7 +47,7 @@ uint32_t SequenceThreadNetwork::PredictFrame(Network& worker, ThreadData& entry)
   const int32_t status = worker.PostProcess(entry.params, entry.mask);
   if (status >= 1) PEXO_LOG("Fail to postprocess in thread and ret value = %d", static_cast<int>(status));
   entry.has_mask = status < 1;
-  if (!entry.has_mask || static_cast<double>(entry.params.foreground_fraction) < kLeastForeground) return kFinished;
+  if (!entry.has_mask || static_cast<double>(entry.params.foreground_fraction) < kMinForeground) return kFinished;
   entry.elapsed_ms += ElapsedMilliseconds(start, WallClock());
   return kPredicted;
 }

@@ -117,7 +117,7 @@ TEST(Compositor, SaysWhenItIsNotUsedRight) {
   const TestFrame frame = Bar(100), small = Bar(0, 100, 100);
   Compositor compositor(With(Blur{}));
   EXPECT_THROW(compositor.Finish(frame.view()), std::logic_error);
-  for (int i = 0; i < Compositor::kMostBegun; ++i) compositor.Begin(frame.input());
+  for (int i = 0; i < Compositor::kMaxBegun; ++i) compositor.Begin(frame.input());
   EXPECT_THROW(compositor.Begin(frame.input()), std::logic_error);
   EXPECT_THROW(compositor.Finish(small.view()), std::invalid_argument);
   EXPECT_NO_THROW(compositor.Finish(frame.view()));

@@ -12,7 +12,7 @@
 namespace pexo::media {
 namespace {
 
-constexpr int kLeastHdHeight = 720;
+constexpr int kMinHdHeight = 720;
 
 int RoundUp(int value, int multiple) {
   return (value + multiple - 1) / multiple * multiple;
@@ -27,7 +27,7 @@ void RefuseHdr(const AVFrame& frame) {
                        "), which cannot be rendered; convert the film to standard range first");
 }
 
-// Pixels stay as wide as they were shown, whatever their number.
+// Keeps the display aspect ratio when scaling.
 AVRational ScaledAspect(AVRational aspect, Size from, Size to) {
   if (aspect.num <= 0 || aspect.den <= 0) aspect = {1, 1};
   const AVRational columns{from.width, to.width};
@@ -39,14 +39,14 @@ AVRational ScaledAspect(AVRational aspect, Size from, Size to) {
 
 AVColorSpace MatrixOf(const AVFrame& frame) {
   if (frame.colorspace != AVCOL_SPC_UNSPECIFIED && frame.colorspace != AVCOL_SPC_RGB) return frame.colorspace;
-  return std::min(frame.width, frame.height) >= kLeastHdHeight ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+  return std::min(frame.width, frame.height) >= kMinHdHeight ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
 }
 
 int StoredRotation(const AVStream& video) {
   const auto* matrix =
       reinterpret_cast<const int32_t*>(av_stream_get_side_data(&video, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
   if (matrix == nullptr) return 0;
-  // Where the matrix takes the downward direction.
+  // Image of the y axis under the display matrix.
   const int64_t right = matrix[3];
   const int64_t down = matrix[4];
   if (std::abs(right) <= std::abs(down)) return down < 0 ? 180 : 0;

@@ -17,7 +17,7 @@ struct Size {
   int height;
 };
 
-// The matrix that is meant where a film states none: that of its size, as players take it.
+// The stated colour matrix; for untagged video it is chosen by frame size, as players do.
 AVColorSpace MatrixOf(const AVFrame& frame);
 
 // The quarter turns clockwise, in degrees, that show the stream's pictures upright; mirroring does not count.

@@ -11,7 +11,7 @@
 namespace pexo::media {
 namespace {
 
-constexpr unsigned kMostDecoderThreads = 8;  // each holds frames
+constexpr unsigned kMaxDecoderThreads = 8;  // each holds frames
 // Where times may jump there is no index: seeking lands somewhere near, and the picture begins at the next key frame.
 constexpr int64_t kSeekMargin = 10 * AV_TIME_BASE;
 constexpr int64_t kEndTolerance = AV_TIME_BASE / 2;
@@ -75,7 +75,7 @@ void FilmReader::OpenDecoder() {
   decoder_ = Own(avcodec_alloc_context3(codec));
   int result = avcodec_parameters_to_context(decoder_.get(), video_->codecpar);
   decoder_->pkt_timebase = video_->time_base;
-  decoder_->thread_count = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, kMostDecoderThreads));
+  decoder_->thread_count = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, kMaxDecoderThreads));
   if (result >= 0) result = avcodec_open2(decoder_.get(), codec, nullptr);
   if (result < 0) throw tools::Failure(path_ + ": the pictures cannot be decoded: " + AvReason(result));
   const AVRational rate = av_guess_frame_rate(container_.get(), video_, nullptr);

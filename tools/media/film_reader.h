@@ -78,7 +78,7 @@ class FilmReader {
   AVStream* video_ = nullptr;
   AVRational frame_rate_{25, 1};
   int64_t start_ = 0;
-  int64_t shift_ = 0;  // what is taken off every time
+  int64_t shift_ = 0;  // subtracted from every timestamp
   int64_t end_ = std::numeric_limits<int64_t>::max();
   bool has_end_ = false;
   std::vector<bool> past_end_;  // by stream

@@ -74,7 +74,7 @@ class FilmWriter {
   struct Copy {
     int stream = -1;  // of this film; -1: not copied
     AVRational time_base{};
-    int64_t shift = 0;  // what is added to times
+    int64_t shift = 0;  // added to every timestamp
   };
   std::vector<Copy> copies_;
 };

@@ -20,14 +20,14 @@ namespace pexo::portrait {
 namespace {
 
 constexpr double kRounding = 1e-4;  // of times, which are sums
-constexpr double kLeastStrength = 1;
-constexpr double kMostStrength = 100;
+constexpr double kMinStrength = 1;
+constexpr double kMaxStrength = 100;
 
 double ParseStrength(const std::string& word) {
   double strength = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), strength);
   const bool is_number = error == std::errc() && end == word.data() + word.size();
-  if (!is_number || !(strength >= kLeastStrength && strength <= kMostStrength)) {
+  if (!is_number || !(strength >= kMinStrength && strength <= kMaxStrength)) {
     throw tools::UsageError("blur takes a strength from 1 to 100, not '" + word + "'");
   }
   return strength;

@@ -11,7 +11,7 @@
 namespace pexo::portrait {
 
 // Of compositor::Rendered::person_fraction: less is a stray patch rather than somebody.
-inline constexpr double kLeastPerson = 0.02;
+inline constexpr double kMinPerson = 0.02;
 
 // Of a planar 4:2:0 frame of even size; alpha does not count.
 inline compositor::Frame ViewOf(AVFrame& frame) {

@@ -75,7 +75,7 @@ void FilmBackground::Finish(const Take& take) {
     statistics_.segment.Add(result.segment_seconds);
     statistics_.compose.Add(result.compose_seconds);
     ++statistics_.frames_judged;
-    if (result.person_fraction >= kLeastPerson) ++statistics_.frames_with_person;
+    if (result.person_fraction >= kMinPerson) ++statistics_.frames_with_person;
     if (is_transparent_) CopyMask(result.mask, output.data[3], output.linesize[3]);
     if (wants_mask_) rendered.mask = PictureOf(result.mask, frame);
   } catch (const compositor::Error& error) {

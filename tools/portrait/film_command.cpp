@@ -38,8 +38,8 @@ void RefuseSameFiles(const Options& options) {
 
 // Frames come and go all the time. What they free would go back to the system, which would have to clear it again.
 void KeepFreedMemory() {
-  constexpr int kMost = 256 << 20;
-  ::mallopt(M_TRIM_THRESHOLD, kMost);
+  constexpr int kMax = 256 << 20;
+  ::mallopt(M_TRIM_THRESHOLD, kMax);
   ::mallopt(M_MMAP_THRESHOLD, 32 << 20);
 }
 

@@ -19,7 +19,7 @@ namespace {
 // Enough to bridge a slow frame; each may hold a picture.
 constexpr std::size_t kQueueLength = 4;
 
-// One of the two: a picture, or something that is only copied.
+// A rendered frame or a packet to copy; exactly one is set.
 struct Item {
   RenderedFrame picture;
   media::AvPacket packet;
@@ -82,7 +82,7 @@ class FilmRun {
     }
     decoded_.Close();
     rendered_.Close();
-    // The first cause first: those behind it fail for want of frames.
+    // Report the earliest stage's failure; later stages fail only because their input stops.
     const auto join = [&failure](Worker& worker) {
       try {
         worker.Join();

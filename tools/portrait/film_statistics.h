@@ -9,7 +9,7 @@
 
 namespace pexo::portrait {
 
-// What a film's frames came to. Each part belongs to the thread that does the work, until all are done.
+// Per-film statistics. Each part belongs to the thread that does the work, until all are done.
 struct FilmStatistics {
   StageTimes read;     // decoding a frame, and making it 8-bit 4:2:0
   StageTimes effect;   // a call of the library

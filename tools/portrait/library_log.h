@@ -10,7 +10,7 @@ namespace pexo::portrait {
 // Whether the lines are printed, as the log library prints them. At first they are not.
 void SetLibraryLogPrinted(bool printed);
 
-// What the inference engine did not like about the last model that it refused; empty if it said nothing.
+// Why the inference engine rejected the last model that it did not take; empty if it said nothing.
 std::string EngineReason();
 
 }  // namespace pexo::portrait

@@ -14,7 +14,7 @@ extern "C" {
 namespace pexo::portrait {
 namespace {
 
-constexpr int kMostSize = 32766;  // the image library's scaler's
+constexpr int kMaxSize = 32766;  // the image library's scaler's
 
 }  // namespace
 
@@ -32,7 +32,7 @@ double ParseNumber(const std::string& word, double least, double most) {
 media::Size ParseSize(const std::string& word) {
   media::Size size{};
   if (av_parse_video_size(&size.width, &size.height, word.c_str()) < 0 || std::min(size.width, size.height) < 2 ||
-      std::max(size.width, size.height) > kMostSize) {
+      std::max(size.width, size.height) > kMaxSize) {
     throw tools::UsageError("takes a size such as 1280x720, not '" + word + "'");
   }
   return size;

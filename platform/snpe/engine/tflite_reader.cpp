@@ -40,11 +40,11 @@ std::string_view CustomName(const tflite::OperatorCode& code) {
 
 // What messages call an operator.
 std::string OperatorName(size_t index, const tflite::OperatorCode& code) {
-  constexpr size_t kMostLetters = 64;
+  constexpr size_t kMaxLetters = 64;
   std::string name = tflite::EnumNameBuiltinOperator(Number(code));
   if (name.empty()) name = std::to_string(static_cast<int32_t>(Number(code)));
   if (Number(code) == tflite::BuiltinOperator::CUSTOM) {
-    name += " \"" + std::string(CustomName(code).substr(0, kMostLetters)) + "\"";
+    name += " \"" + std::string(CustomName(code).substr(0, kMaxLetters)) + "\"";
   }
   return "operator " + std::to_string(index) + " (" + name + ")";
 }

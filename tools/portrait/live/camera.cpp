@@ -13,11 +13,11 @@ namespace {
 
 constexpr std::string_view kPipeWire = "pipewire:";
 constexpr std::string_view kDevice = "/dev/video";
-constexpr int kMostDevices = 64;
+constexpr int kMaxDevices = 64;
 
 // The first that is not `output`, and not this program's own.
 std::string FirstCamera(const std::string& output) {
-  for (int i = 0; i < kMostDevices; ++i) {
+  for (int i = 0; i < kMaxDevices; ++i) {
     const std::string path = std::string(kDevice) + std::to_string(i);
     std::error_code ignored;
     if (path != output && !std::filesystem::equivalent(path, output, ignored) && IsCamera(path)) return path;

@@ -10,7 +10,7 @@
 namespace pexo::live {
 namespace {
 
-constexpr auto kPatience = std::chrono::milliseconds(50);  // until it is looked whether the camera is still wanted
+constexpr auto kPatience = std::chrono::milliseconds(50);  // how often to check whether the camera is still wanted
 constexpr auto kRetry = std::chrono::seconds(1);
 // A camera that sends nothing for so long is opened anew.
 constexpr auto kSilence = std::chrono::seconds(2), kSilenceAtFirst = std::chrono::seconds(10);

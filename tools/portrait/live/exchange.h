@@ -9,7 +9,7 @@
 
 namespace pexo::live {
 
-// Between two threads: the newest value alone. An older one that nobody has taken by then is dropped.
+// Single-slot mailbox between two threads: Put replaces a value that was not taken.
 template <typename T>
 class Exchange {
  public:

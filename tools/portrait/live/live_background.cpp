@@ -13,7 +13,7 @@ constexpr auto kLookPeriod = std::chrono::seconds(1);
 
 // How far a film goes on from picture to picture. After a night's sleep it is not decoded for hours, and one that is
 // decoded too slowly is shown too slowly instead of falling ever farther behind.
-constexpr Clock::duration kMostStep = std::chrono::milliseconds(150);
+constexpr Clock::duration kMaxStep = std::chrono::milliseconds(150);
 
 }  // namespace
 
@@ -27,7 +27,7 @@ const compositor::Background* LiveBackground::At(Time now) {
     looked_ = now;
     ReadAgainIfReplaced();
   }
-  const Clock::duration step = std::min(now - std::exchange(asked_, now), kMostStep);
+  const Clock::duration step = std::min(now - std::exchange(asked_, now), kMaxStep);
   if (std::exchange(is_new_, false)) {
     position_ = {};
     return &background_->first();

@@ -41,7 +41,7 @@ Finished Renderer::Render(const CameraFrame& frame) {
   const compositor::Rendered rendered =
       compositor_.Process(AsConst(portrait::ViewOf(*fitted)), portrait::ViewOf(*picture));
   return {.picture = Picture(std::move(picture), frame.captured),
-          .has_person = rendered.person_fraction >= portrait::kLeastPerson,
+          .has_person = rendered.person_fraction >= portrait::kMinPerson,
           .convert_seconds = convert_seconds,
           .segment_seconds = rendered.segment_seconds,
           .compose_seconds = rendered.compose_seconds};

@@ -27,7 +27,7 @@ class Session {
 
   // A picture counts for this long; then the card is shown until the next one.
   static constexpr Clock::duration kFresh = std::chrono::milliseconds(500);
-  // Somebody who is lost counts as there for this long.
+  // A person counts as present this long after the last detection.
   static constexpr Clock::duration kPresent = std::chrono::seconds(1);
   // The camera stays open for this long after the last look, for programs that try a camera and then use it.
   static constexpr Clock::duration kLinger = std::chrono::milliseconds(500);

@@ -17,8 +17,8 @@
 namespace pexo::live {
 namespace {
 
-constexpr size_t kMostLine = 4096;
-constexpr size_t kMostClients = 16;
+constexpr size_t kMaxLine = 4096;
+constexpr size_t kMaxClients = 16;
 constexpr timeval kPatience = {5, 0};
 
 [[noreturn]] void Fail(const std::string& path) {
@@ -57,7 +57,7 @@ std::string SettingsSocketPath() {
 std::string AskSettingsSocket(const std::string& path, const std::string& line) {
   const FileDescriptor socket = NewSocket(0);
   const sockaddr_un address = AddressOf(path);
-  for (const int limit : {SO_RCVTIMEO, SO_SNDTIMEO}) {  // the second holds for connecting, too
+  for (const int limit : {SO_RCVTIMEO, SO_SNDTIMEO}) {  // SO_SNDTIMEO also limits connect()
     ::setsockopt(socket.get(), SOL_SOCKET, limit, &kPatience, sizeof kPatience);
   }
   if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -78,7 +78,7 @@ SettingsSocket::SettingsSocket(const std::string& path) : path_(path), listener_
   ::unlink(path.c_str());
   // Nobody can connect before it listens.
   if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::chmod(path.c_str(), 0600) != 0 || ::listen(listener_.get(), static_cast<int>(kMostClients)) != 0) {
+      ::chmod(path.c_str(), 0600) != 0 || ::listen(listener_.get(), static_cast<int>(kMaxClients)) != 0) {
     Fail(path);
   }
 }
@@ -101,12 +101,12 @@ void SettingsSocket::Accept() {
   for (;;) {
     FileDescriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket.is_open()) return;
-    if (clients_.size() == kMostClients) clients_.pop_front();
+    if (clients_.size() == kMaxClients) clients_.pop_front();
     clients_.push_back({std::move(socket), {}});
   }
 }
 
-// One piece of what has come: whoever writes without end gets his turn, and no more, each time.
+// Reads one chunk per call so that one client cannot starve the others.
 bool SettingsSocket::Serve(Client& client, const Answer& answer) {
   char bytes[512];
   const ssize_t count = ::recv(client.socket.get(), bytes, sizeof bytes, 0);
@@ -119,7 +119,7 @@ bool SettingsSocket::Serve(Client& client, const Answer& answer) {
       return false;
     }
   }
-  return client.line.size() <= kMostLine;
+  return client.line.size() <= kMaxLine;
 }
 
 }  // namespace pexo::live

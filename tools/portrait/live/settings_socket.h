@@ -44,7 +44,7 @@ class SettingsSocket {
   };
 
   void Accept();
-  // False once the client is gone, or sends what is no line, or does not take its answers.
+  // False if the client has gone, sent an over-long line or does not read its replies.
   static bool Serve(Client& client, const Answer& answer);
 
   std::string path_;

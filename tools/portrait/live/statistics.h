@@ -10,9 +10,9 @@
 
 namespace pexo::live {
 
-// What the frames of one look came to.
+// Per-viewing statistics.
 struct Statistics {
-  Time start{};                                   // of the look
+  Time start{};                                   // of the viewing
   double processor_before = 0;                    // seconds of the whole program's threads, at the start
   int64_t frames_before = 0, dropped_before = 0;  // of the camera's counters, at the start
 

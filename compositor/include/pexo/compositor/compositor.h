@@ -78,7 +78,7 @@ struct Options {
   bool has_worker = true;  // masks are computed by a thread beside Finish
 };
 
-// What a frame came to. Times are of the thread that did the work.
+// Result of one frame. Times are of the thread that did the work.
 struct Rendered {
   MaskView mask;               // holds until the next Finish
   double person_fraction = 0;  // the share of the model's own mask that is at least 128
@@ -89,7 +89,7 @@ struct Rendered {
 // One caller's thread at a time. Memory depends on the frame's size alone.
 class Compositor {
  public:
-  static constexpr int kMostBegun = 2;
+  static constexpr int kMaxBegun = 2;
 
   // Loads the model. Throws Error, or std::invalid_argument for options out of range.
   explicit Compositor(const Options& options);
@@ -101,7 +101,7 @@ class Compositor {
   void SetBackground(const Background& background);
 
   // Hands a frame in, whose mask is computed from now on. Its pixels stay as they are until its Finish. Up to
-  // kMostBegun frames may be in: begin frame n + 1 before you finish frame n, and the two overlap. Throws
+  // kMaxBegun frames may be in: begin frame n + 1 before you finish frame n, and the two overlap. Throws
   // std::invalid_argument for a frame that is not as frame.h says, std::logic_error for one too many.
   void Begin(const ConstFrame& frame);
 

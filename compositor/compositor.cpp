@@ -130,7 +130,6 @@ class Compositor::Implementation {
   // Until the oldest frame that is in has its mask.
   void WaitForMask() {
     if (!worker_.joinable()) {
-      if (segmented_ > finished_) return;  // when Finish failed later on, and is called again
       Segment(SlotOf(segmented_++));
       return;
     }

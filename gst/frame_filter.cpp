@@ -12,9 +12,6 @@
 namespace pexo::gst {
 namespace {
 
-// Times come in whole nanoseconds, rounded down: a frame of the background that is due with this one must not be late.
-constexpr double kTimeRounding = 1e-9;
-
 std::unique_ptr<portrait::MovingBackground> OpenBackground(const std::string& word) {
   try {
     const portrait::BackgroundChoice choice = portrait::ParseBackground(word);
@@ -45,7 +42,7 @@ void FrameFilter::Render(const Settings& settings, const GstVideoFrame& input, c
   Apply(settings, input.info.width, input.info.height);
   if (seconds) {
     if (!first_seconds_) first_seconds_ = seconds;
-    const compositor::Background* next = background_->At(*seconds - *first_seconds_ + kTimeRounding);
+    const compositor::Background* next = background_->At(*seconds - *first_seconds_);
     if (next != nullptr) compositor_->SetBackground(*next);
   }
   compositor_->Process(AsConst(source.view()), target.view());

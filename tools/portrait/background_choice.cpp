@@ -19,7 +19,7 @@ extern "C" {
 namespace pexo::portrait {
 namespace {
 
-constexpr double kRounding = 1e-4;  // of times, which are sums
+constexpr double kRounding = 1e-4;  // of times in seconds, which are sums, or cut to whole nanoseconds
 constexpr double kMinStrength = 1;
 constexpr double kMaxStrength = 100;
 

@@ -186,6 +186,15 @@ inline Segmentation Segmented(const TestFrame& frame, const Matte& matte, int wi
   return result;
 }
 
+// A frame by itself before a background.
+inline TestFrame Composed(const TestFrame& frame, const Matte& matte, const Background& background,
+                          Composer&& composer = Composer(Edges::kModel, 0, 0)) {
+  composer.backdrop().Set(background);
+  TestFrame out = Copy(frame);
+  composer.Compose(frame.input(), Segmented(frame, matte), out.view());
+  return out;
+}
+
 inline double Iou(const Plane<uint8_t>& a, const Plane<uint8_t>& b) {
   double both = 0, any = 0;
   for (int y = 0; y < a.height(); ++y) {

@@ -9,15 +9,6 @@ namespace {
 
 constexpr int kWidth = 1280, kHeight = 720;
 
-TestFrame Composed(const TestFrame& frame, const Matte& matte, const Background& background,
-                   Edges edges = Edges::kModel) {
-  Composer composer(edges, 0, 0);
-  composer.backdrop().Set(background);
-  TestFrame out = Copy(frame);
-  composer.Compose(frame.input(), Segmented(frame, matte), out.view());
-  return out;
-}
-
 TEST(Blur, StripesFadeAndRampsStaySmooth) {
   const Matte nobody(kWidth, kHeight);
   TestFrame frame(kWidth, kHeight);
@@ -39,6 +30,22 @@ TEST(Blur, StripesFadeAndRampsStaySmooth) {
   });
   EXPECT_LE(step, 1);
   EXPECT_LE(off, 1);
+}
+
+// An edge from black to white becomes the integral of the Gaussian, which rises from 16 to 84 % within two sigma.
+TEST(Blur, FollowsItsStrengthAndTheUprightHeight) {
+  TestFrame frame(kWidth, kHeight);
+  frame.Paint([](int x, int) { return Yuv{x < kWidth / 2 ? 0.0 : 255.0, 128, 128}; });
+  for (const auto& [rotation, height] : {std::pair(0, kHeight), {90, kWidth}, {180, kHeight}, {270, kWidth}}) {
+    Composer composer(Edges::kModel, 0, rotation);
+    for (const double strength : {20, 60}) {
+      const TestFrame out = Composed(frame, Matte(kWidth, kHeight), Blur{strength}, std::move(composer));
+      const auto edge = std::count_if(&out.At(0, 0, 360), &out.At(0, kWidth - 1, 360),
+                                      [](uint8_t level) { return level > 0.1587 * 255 && level < 0.8413 * 255; });
+      const double sigma = strength / 1000 * height;
+      EXPECT_NEAR(static_cast<double>(edge) / 2, sigma, 0.15 * sigma) << rotation;
+    }
+  }
 }
 
 // The unsteadiness of a film as its second difference over time, against that of a blur at full size.
@@ -80,7 +87,7 @@ TEST(Blur, NothingOfThePersonGlowsAround) {
   frame.Paint([&](int x, int y) { return Yuv{255.0 * static_cast<double>(truth.At(x, y)), 128, 128}; });
   for (const auto& [strength, edges] : {std::pair(5, Edges::kModel), std::pair(5, Edges::kPicture),
                                         std::pair(20, Edges::kModel), std::pair(100, Edges::kPicture)}) {
-    const TestFrame out = Composed(frame, truth, Blur{static_cast<double>(strength)}, edges);
+    const TestFrame out = Composed(frame, truth, Blur{static_cast<double>(strength)}, Composer(edges, 0, 0));
     int halo = 0;
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {

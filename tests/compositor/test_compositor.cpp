@@ -2,6 +2,8 @@
 // The compositor with an engine that does what it is told.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/compositor/scene.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/handle.h"
@@ -69,8 +71,8 @@ TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAndThePictureBehindItBack) {
 }
 
 // A flat frame is somewhat of a person to the engine, by its level.
-TestFrame Flat(int level, Range range = Range::kFull) {
-  TestFrame frame(320, 192, Layout::kI420, 0, range);
+TestFrame Flat(int level) {
+  TestFrame frame(320, 192);
   frame.Paint([&](int, int) { return Yuv{static_cast<double>(level), 128, 128}; });
   return frame;
 }
@@ -106,10 +108,19 @@ TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
   EXPECT_THROW(Compositor(With(blue)), Error);
 }
 
-TEST(Compositor, TheModelSeesFullRange) {
+TEST(Compositor, TheModelSeesFullRangeOfBt601) {
   fake::SetEngine(SquareEngine());
-  Compositor full(With(Grey{})), limited(With(Grey{}));
-  EXPECT_NEAR(MaskLevel(full, Flat(160)), MaskLevel(limited, Flat(153, Range::kLimited)), 3);  // 16 + 160 * 219 / 255
+  // A colour of 82, 160, 74, which is as green as a grey of 160.
+  const std::tuple<Range, Matrix, Yuv> cases[] = {{Range::kFull, Matrix::kBt601, {127, 98, 96}},
+                                                  {Range::kLimited, Matrix::kBt601, {125, 102, 100}},
+                                                  {Range::kFull, Matrix::kBt709, {137, 94, 93}},
+                                                  {Range::kLimited, Matrix::kBt709, {134, 98, 97}}};
+  for (const auto& [range, matrix, colour] : cases) {
+    const TestFrame frame(320, 192, Layout::kI420, 0, range, matrix);
+    frame.Paint([&](int, int) { return colour; });
+    Compositor grey(With(Grey{})), green(With(Grey{}));
+    EXPECT_NEAR(MaskLevel(green, frame), MaskLevel(grey, Flat(160)), 3);
+  }
 }
 
 TEST(Compositor, SaysWhenItIsNotUsedRight) {

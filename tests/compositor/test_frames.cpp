@@ -86,36 +86,25 @@ TEST(Frames, EveryInstructionSetGivesTheSameBytes) {
   }
 }
 
+// One colour: flat behind a frame, and in a picture behind frames of another range or matrix.
 TEST(Frames, RangeAndMatrixAreTheFramesOwn) {
-  // A grey ramp in either range is one picture; a colour comes out in the frame's own range and matrix.
-  const Colour orange{255, 128, 0};
   const struct {
     Range range;
     Matrix matrix;
-    int y, u, v;
-  } cases[] = {{Range::kFull, Matrix::kBt601, 151, 43, 202},
-               {Range::kLimited, Matrix::kBt601, 146, 53, 193},
-               {Range::kFull, Matrix::kBt709, 146, 49, 197},
-               {Range::kLimited, Matrix::kBt709, 141, 59, 189}};
-  PlanarPicture picture;
-  for (const auto& [range, matrix, y, u, v] : cases) {
-    const YuvColour colour = YuvFromRgb(orange.red, orange.green, orange.blue, range, matrix);
-    EXPECT_NEAR(colour.y, y, 1);
-    EXPECT_NEAR(colour.u, u, 1);
-    EXPECT_NEAR(colour.v, v, 1);
+    int levels[3];
+  } cases[] = {{Range::kFull, Matrix::kBt601, {151, 43, 202}},
+               {Range::kLimited, Matrix::kBt601, {146, 53, 193}},
+               {Range::kFull, Matrix::kBt709, {146, 49, 197}},
+               {Range::kLimited, Matrix::kBt709, {141, 59, 189}}};
+  const auto before = [](const Background& background, const auto& kind) {
+    return Composed(TestFrame(16, 16, Layout::kI420, 0, kind.range, kind.matrix), Matte(16, 16), background);
+  };
+  for (const auto& kind : cases) {
+    const TestFrame flat = before(Colour{255, 128, 0}, kind);
+    for (const int c : {0, 1, 2}) EXPECT_EQ(flat.At(c, 7, 7), kind.levels[c]);
     for (const auto& other : cases) {
-      picture.Resize(16, 16);
-      for (int row = 0; row < 16; ++row) std::fill_n(picture.y.Row(row), 16, colour.y);
-      for (int row = 0; row < 8; ++row) {
-        std::fill_n(picture.u.Row(row), 8, colour.u);
-        std::fill_n(picture.v.Row(row), 8, colour.v);
-      }
-      picture.range = range;
-      picture.matrix = matrix;
-      ConvertColour(picture, other.range, other.matrix);
-      EXPECT_NEAR(picture.y.Row(15)[15], other.y, 2);
-      EXPECT_NEAR(picture.u.Row(7)[7], other.u, 2);
-      EXPECT_NEAR(picture.v.Row(7)[7], other.v, 2);
+      const TestFrame out = before(Picture{flat.input()}, other);
+      for (const int c : {0, 1, 2}) EXPECT_NEAR(out.At(c, 7, 7), other.levels[c], 1);
     }
   }
 }
@@ -124,10 +113,7 @@ TEST(Frames, PicturesCoverTheFrameInItsRange) {
   // A picture twice as wide as it should be loses both sides.
   const TestFrame picture(480, 120, Layout::kNv21, 0, Range::kLimited);
   picture.Paint([](int x, int) { return Yuv{x < 120 ? 10.0 : x < 360 ? 100.0 : 200.0, 90, 160}; });
-  TestFrame frame = Noise(80, 40);
-  Composer composer(Edges::kPicture, 1, 0);
-  composer.backdrop().Set(Picture{picture.input()});
-  composer.Compose(frame.input(), Segmented(frame, Matte(80, 40)), frame.view());
+  const TestFrame frame = Composed(Noise(80, 40), Matte(80, 40), Picture{picture.input()});
   for (const auto& [c, x, y, level] : {std::array{0, 0, 0, 98}, {0, 79, 39, 98}, {1, 20, 10, 85}, {2, 20, 10, 164}}) {
     EXPECT_NEAR(frame.At(c, x, y), level, 1);
   }

@@ -10,7 +10,6 @@ namespace {
 
 constexpr float kMaxWeight = 0.9f;
 constexpr float kChangeScale = 2.5f;  // levels
-constexpr float kCutLevels = 40;      // mean change of luma from which nothing is kept
 constexpr int kDifferenceRadius = 1;
 constexpr int kChangeRadius = 7;
 
@@ -32,8 +31,9 @@ void MaskCalmer::Open(const Guide& guide, int width, int height, double strength
   const bool same_size = mask_.width() == width && mask_.height() == height && before_.y.width() == guide.y.width() &&
                          before_.y.height() == guide.y.height();
   mask_.Resize(width, height);
-  calms_ = has_memory_ && same_size && strength > 0 && WeighLikeness(guide, static_cast<float>(strength));
+  calms_ = has_memory_ && same_size && strength > 0;
   if (calms_) {
+    WeighLikeness(guide, static_cast<float>(strength));
     const int w = weights_.width(), h = weights_.height();
     enlarger_.Resize(w, h, width, height, {static_cast<double>(width) / w, static_cast<double>(height) / h});
     enlarger_.Open(weights_);
@@ -44,23 +44,17 @@ void MaskCalmer::Open(const Guide& guide, int width, int height, double strength
   has_memory_ = true;
 }
 
-bool MaskCalmer::WeighLikeness(const Guide& guide, float strength) {
+void MaskCalmer::WeighLikeness(const Guide& guide, float strength) {
   const int width = guide.y.width(), height = guide.y.height();
   difference_.Resize(width, height);
   change_.Resize(width, height);
-  double luma_sum = 0;
   for (const auto plane : {&Guide::y, &Guide::u, &Guide::v}) {
     const bool is_first = plane == &Guide::y;
     for (int y = 0; y < height; ++y) {
       const float* now = (guide.*plane).Row(y);
       const float* then = (before_.*plane).Row(y);
       float* out = difference_.Row(y);
-      float row_sum = 0;
-      for (int x = 0; x < width; ++x) {
-        out[x] = now[x] - then[x];
-        row_sum += std::abs(out[x]);
-      }
-      if (is_first) luma_sum += static_cast<double>(row_sum);
+      for (int x = 0; x < width; ++x) out[x] = now[x] - then[x];
     }
     box_.Filter(difference_, kDifferenceRadius, difference_);
     for (int y = 0; y < height; ++y) {
@@ -69,8 +63,6 @@ bool MaskCalmer::WeighLikeness(const Guide& guide, float strength) {
       for (int x = 0; x < width; ++x) out[x] = is_first ? std::abs(row[x]) : out[x] + std::abs(row[x]);
     }
   }
-  if (luma_sum * 255 > static_cast<double>(kCutLevels) * width * height) return false;
-
   box_.Filter(change_, kChangeRadius, change_);
   weights_.Resize(width, height);
   for (int y = 0; y < height; ++y) {
@@ -81,7 +73,6 @@ bool MaskCalmer::WeighLikeness(const Guide& guide, float strength) {
       out[x] = static_cast<int16_t>(strength * kMaxWeight * 32767 * ExpOfMinus(relative * relative));
     }
   }
-  return true;
 }
 
 void MaskCalmer::Row(int y, const uint8_t* refined) {

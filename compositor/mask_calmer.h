@@ -14,7 +14,8 @@ namespace pexo::compositor {
 // the finished mask, which is also the memory for the next frame.
 class MaskCalmer {
  public:
-  // The next frame starts afresh. So it does by itself after a change of size, and when the picture changes all over.
+  // The next frame starts afresh, as it does by itself after a change of size. A cut needs no reset: where two pictures
+  // have nothing in common, nothing of the mask is kept.
   void Reset() { has_memory_ = false; }
 
   // Starts on a frame of width x height. `strength`: 0 (as refined) to 1.
@@ -26,8 +27,8 @@ class MaskCalmer {
   const Plane<uint8_t>& mask() const { return mask_; }
 
  private:
-  // Makes the weights from the difference to the picture before; false when the two have nothing in common.
-  bool WeighLikeness(const Guide& guide, float strength);
+  // Makes the weights from the difference to the picture before.
+  void WeighLikeness(const Guide& guide, float strength);
 
   Guide before_;
   Plane<float> difference_;

@@ -96,6 +96,9 @@ TEST(Blur, NothingOfThePersonGlowsAround) {
     }
     EXPECT_LE(halo, 1) << strength;
   }
+  // Nor does anything of the background shine through: white before white stays white.
+  const TestFrame white = Composed(frame, truth, Colour{255, 255, 255});
+  EXPECT_GE(*std::min_element(&white.At(0, 0, 0), &white.At(0, 0, kHeight)), 200);
 }
 
 }  // namespace

@@ -110,11 +110,11 @@ TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
 
 TEST(Compositor, TheModelSeesFullRangeOfBt601) {
   fake::SetEngine(SquareEngine());
-  // A colour of 82, 160, 74, which is as green as a grey of 160.
-  const std::tuple<Range, Matrix, Yuv> cases[] = {{Range::kFull, Matrix::kBt601, {127, 98, 96}},
-                                                  {Range::kLimited, Matrix::kBt601, {125, 102, 100}},
-                                                  {Range::kFull, Matrix::kBt709, {137, 94, 93}},
-                                                  {Range::kLimited, Matrix::kBt709, {134, 98, 97}}};
+  // A colour of 37, 160, 132, which is as green as a grey of 160.
+  const std::tuple<Range, Matrix, Yuv> cases[] = {{Range::kFull, Matrix::kBt601, {120, 135, 69}},
+                                                  {Range::kLimited, Matrix::kBt601, {119, 134, 76}},
+                                                  {Range::kFull, Matrix::kBt709, {132, 128, 68}},
+                                                  {Range::kLimited, Matrix::kBt709, {129, 128, 75}}};
   for (const auto& [range, matrix, colour] : cases) {
     const TestFrame frame(320, 192, Layout::kI420, 0, range, matrix);
     frame.Paint([&](int, int) { return colour; });
@@ -125,12 +125,13 @@ TEST(Compositor, TheModelSeesFullRangeOfBt601) {
 
 TEST(Compositor, SaysWhenItIsNotUsedRight) {
   fake::SetEngine(SquareEngine());
-  const TestFrame frame = Bar(100), small = Bar(0, 100, 100);
+  const TestFrame frame = Bar(100), small = Bar(0, 100, 100), limited(320, 192, Layout::kI420, 0, Range::kLimited);
   Compositor compositor(With(Blur{}));
   EXPECT_THROW(compositor.Finish(frame.view()), std::logic_error);
   for (int i = 0; i < Compositor::kMaxBegun; ++i) compositor.Begin(frame.input());
   EXPECT_THROW(compositor.Begin(frame.input()), std::logic_error);
-  EXPECT_THROW(compositor.Finish(small.view()), std::invalid_argument);
+  for (const TestFrame* wrong : {&small, &limited})
+    EXPECT_THROW(compositor.Finish(wrong->view()), std::invalid_argument);
   EXPECT_NO_THROW(compositor.Finish(frame.view()));
   Options options = With(Blur{});
   options.calm = 2;

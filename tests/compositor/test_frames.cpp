@@ -96,17 +96,25 @@ TEST(Frames, RangeAndMatrixAreTheFramesOwn) {
                {Range::kLimited, Matrix::kBt601, {146, 53, 193}},
                {Range::kFull, Matrix::kBt709, {146, 49, 197}},
                {Range::kLimited, Matrix::kBt709, {141, 59, 189}}};
-  const auto before = [](const Background& background, const auto& kind) {
-    return Composed(TestFrame(16, 16, Layout::kI420, 0, kind.range, kind.matrix), Matte(16, 16), background);
+  Composer composer(Edges::kModel, 0, 0);
+  const auto compose = [&composer](Range range, Matrix matrix) {
+    TestFrame frame(16, 16, Layout::kI420, 0, range, matrix);
+    composer.Compose(frame.input(), Segmented(frame, Matte(16, 16)), frame.view());
+    return frame;
   };
   for (const auto& kind : cases) {
-    const TestFrame flat = before(Colour{255, 128, 0}, kind);
+    composer.backdrop().Set(Colour{255, 128, 0});
+    const TestFrame flat = compose(kind.range, kind.matrix);
     for (const int c : {0, 1, 2}) EXPECT_EQ(flat.At(c, 7, 7), kind.levels[c]);
+    composer.backdrop().Set(Picture{flat.input()});
     for (const auto& other : cases) {
-      const TestFrame out = before(Picture{flat.input()}, other);
+      const TestFrame out = compose(other.range, other.matrix);
       for (const int c : {0, 1, 2}) EXPECT_NEAR(out.At(c, 7, 7), other.levels[c], 1);
     }
   }
+  composer.backdrop().Set(Grey{});
+  const TestFrame grey = compose(Range::kLimited, Matrix::kBt709);
+  EXPECT_TRUE(grey.At(0, 7, 7) == 77 && grey.At(1, 7, 7) == 128 && grey.At(2, 7, 7) == 128);
 }
 
 TEST(Frames, PicturesCoverTheFrameInItsRange) {

@@ -90,5 +90,26 @@ TEST(MaskRefiner, TreatsAllDirectionsAndBothRangesAlike) {
   EXPECT_LE(MeanDifference(mask, mask_of(false, false, Range::kLimited), false, false), 0.1);
 }
 
+// From a mask of 100 to one of 200, while the whole picture changes by so many levels.
+TEST(MaskCalmer, DrawsMasksTogetherWhereThePictureStays) {
+  const struct {
+    Yuv change;
+    double calm;
+    int level;
+  } cases[] = {{{0, 0, 0}, 1, 146},  {{0, 0, 0}, 0.5, 173}, {{0, 0, 0}, 0, 200}, {{2, 0, 0}, 1, 172},
+               {{0, -2, 0}, 1, 172}, {{0, 0, 2}, 1, 172},   {{9, 0, 0}, 1, 200}};
+  for (const auto& [change, calm, level] : cases) {
+    Composer composer(Edges::kModel, calm, 0);
+    composer.backdrop().Set(Grey{});
+    for (const int i : {0, 1}) {
+      const TestFrame frame(64, 48);
+      frame.Paint([&, add = change](int, int) { return Yuv{99 + i * add.y, 99 + i * add.u, 99 + i * add.v}; });
+      composer.Compose(frame.input(), Segmented(frame, Matte(64, 48, i == 0 ? 100 / 255.0f : 200 / 255.0f)),
+                       frame.view());
+    }
+    EXPECT_NEAR(composer.mask().Row(24)[32], level, 1);
+  }
+}
+
 }  // namespace
 }  // namespace pexo::test

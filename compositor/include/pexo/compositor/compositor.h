@@ -114,7 +114,7 @@ class Compositor {
   // Begin and Finish of one frame.
   Rendered Process(const ConstFrame& frame, const Frame& output);
 
-  // The next frame has nothing to do with those before. Changes of size and cuts are noticed without it.
+  // The next frame has nothing to do with those before. Neither a change of size nor a cut needs it.
   void Reset();
 
  private:

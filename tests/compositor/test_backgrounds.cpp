@@ -48,37 +48,25 @@ TEST(Blur, FollowsItsStrengthAndTheUprightHeight) {
   }
 }
 
-// The unsteadiness of a film as its second difference over time, against that of a blur at full size.
+// What moves to the left comes out as it did, to the left. Rounding alone makes a full-size blur differ by 0.41 levels.
 TEST(Blur, DoesNotShimmerInAPan) {
-  constexpr int kFrames = 6;
-  Matte texture(kWidth + kFrames, kHeight);
+  Matte texture(kWidth + 3, kHeight);
   std::mt19937 random(1);
   for (float& value : texture.values) value = random() % 2 == 0 ? 0 : 255;
   texture = Gaussian(texture, 1);
-  for (float& value : texture.values) value = std::clamp(127 + 3 * (value - 127), 0.0f, 255.0f);
-  const Matte reference = Gaussian(texture, 0.02 * kHeight);
-  const Matte nobody(kWidth, kHeight);
-  std::vector<TestFrame> films[2];  // ours, the reference
-  for (int i = 0; i < kFrames; ++i) {
-    for (const Matte* source : std::array<const Matte*, 2>{&texture, &reference}) {
-      TestFrame& frame = films[source == &reference].emplace_back(kWidth, kHeight);
-      frame.Paint([&](int x, int y) { return Yuv{static_cast<double>(source->At(x + i, y)), 128, 128}; });
-    }
-    films[0].back() = Composed(films[0].back(), nobody, Blur{});
+  const auto blurred = [&texture](int left) {
+    const TestFrame frame(kWidth, kHeight);
+    frame.Paint([&](int x, int y) {
+      return Yuv{127 + 3 * (static_cast<double>(texture.At(x + left, y)) - 127), 128, 128};
+    });
+    return Composed(frame, Matte(kWidth, kHeight), Blur{});
+  };
+  const TestFrame first = blurred(0), third = blurred(3);
+  double squares = 0;
+  for (int y = 100; y < kHeight - 100; ++y) {
+    for (int x = 100; x < kWidth - 100; ++x) squares += std::pow(third.At(0, x, y) - first.At(0, x + 3, y), 2);
   }
-  double energy[2] = {};
-  for (const int film : {0, 1}) {
-    const std::vector<TestFrame>& frames = films[film];
-    for (size_t i = 2; i < frames.size(); ++i) {
-      for (int y = 100; y < kHeight - 100; ++y) {
-        for (int x = 100; x < kWidth - 100; ++x) {
-          const int second = frames[i].At(0, x, y) - 2 * frames[i - 1].At(0, x, y) + frames[i - 2].At(0, x, y);
-          energy[film] += second * second;
-        }
-      }
-    }
-  }
-  EXPECT_LE(std::sqrt(energy[0] / energy[1]), 1.5);
+  EXPECT_LE(std::sqrt(squares / (kWidth - 200) / (kHeight - 200)), 0.45);
 }
 
 TEST(Blur, NothingOfThePersonGlowsAround) {

@@ -11,16 +11,20 @@
 namespace pexo::test {
 namespace {
 
-// The engine takes green for the person, and one channel for the mask as it is, nearly.
-fake::Engine SquareEngine() {
+// The engine takes green for the person, and one channel for the mask as it is, nearly. Its pictures are 64 wide and 32
+// high when they lie as the frame lies.
+fake::Engine Engine(int rotation = 0) {
   fake::Engine engine;
-  engine.inputs = {{"input", {1, 64, 64, 3}}};
-  engine.outputs = {{"output", {1, 64, 64, 1}}};
+  const size_t height = rotation % 180 == 0 ? 32 : 64, width = 96 - height;
+  engine.inputs = {{"input", {1, height, width, 3}}};
+  engine.outputs = {{"output", {1, height, width, 1}}};
   return engine;
 }
 
 Options With(Background background, bool has_worker = true, int rotation = 0) {
-  return {.model = {kAnyModel, 64, 64}, .background = background, .rotation = rotation, .has_worker = has_worker};
+  const bool lies = rotation % 180 != 0;
+  const Model model{kAnyModel, lies ? 32 : 64, lies ? 64 : 32};
+  return {.model = model, .background = background, .rotation = rotation, .has_worker = has_worker};
 }
 
 // A white bar, which is a person to the engine, at `left` of a black frame.
@@ -31,7 +35,7 @@ TestFrame Bar(int left, int width = 320, int height = 192) {
 }
 
 TEST(Compositor, EveryMaskBelongsToItsFrame) {
-  fake::SetEngine(SquareEngine());
+  fake::SetEngine(Engine());
   for (const bool has_worker : {false, true}) {
     Compositor ahead(With(Colour{0, 0, 255}, has_worker)), single(With(Colour{0, 0, 255}, !has_worker));
     std::vector<TestFrame> frames;
@@ -51,7 +55,7 @@ TEST(Compositor, EveryMaskBelongsToItsFrame) {
 }
 
 TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAndThePictureBehindItBack) {
-  fake::SetEngine(SquareEngine());
+  fake::SetEngine(Engine());
   const TestFrame frame = Bar(40);
   const TestFrame expected = Copy(frame);
   Compositor(With(Grey{})).Process(expected.input(), expected.view());
@@ -59,6 +63,7 @@ TEST(Compositor, AFrameOnItsSideIsTurnedForTheModelAndThePictureBehindItBack) {
   sky.Paint([](int, int y) { return Yuv{y < 200 ? 180.0 : 60.0, 128, 128}; });
   // A point of the frame far from the person that is near the upper edge of the upright picture.
   for (const auto& [rotation, x, y] : {std::array{0, 300, 10}, {90, 10, 20}, {180, 300, 180}, {270, 310, 100}}) {
+    fake::SetEngine(Engine(rotation));
     const TestFrame out = Copy(frame);
     Compositor compositor(With(Grey{}, true, rotation));
     compositor.Process(frame.input(), out.view());
@@ -84,11 +89,11 @@ int MaskLevel(Compositor& compositor, const TestFrame& frame) {
 TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
   const Colour blue{0, 0, 255};
   for (const bool has_worker : {false, true}) {
-    fake::SetEngine(SquareEngine());
+    fake::SetEngine(Engine());
     Compositor compositor(With(blue, has_worker)), fresh(With(blue));
     const int before = MaskLevel(compositor, Flat(120)), after = MaskLevel(fresh, Flat(122));
     EXPECT_NE(before, after);
-    fake::Engine broken = SquareEngine();
+    fake::Engine broken = Engine();
     broken.succeeds = false;
     fake::SetEngine(broken);
     TestFrame out = Flat(122);
@@ -96,20 +101,20 @@ TEST(Compositor, AFailingLibraryNeverPassesForAPicture) {
     EXPECT_THROW(compositor.Process(out.input(), out.view()), Error);
     EXPECT_EQ(out.pixels(), pixels);
     // The next frame is as good as new.
-    fake::SetEngine(SquareEngine());
+    fake::SetEngine(Engine());
     EXPECT_EQ(MaskLevel(compositor, Flat(122)), after);
     EXPECT_LT(MaskLevel(compositor, Flat(124)), MaskLevel(fresh, Flat(126)));
     compositor.Reset();
     EXPECT_EQ(MaskLevel(compositor, Flat(122)), after);
   }
-  fake::Engine broken = SquareEngine();
+  fake::Engine broken = Engine();
   broken.builds = false;
   fake::SetEngine(broken);
   EXPECT_THROW(Compositor(With(blue)), Error);
 }
 
 TEST(Compositor, TheModelSeesFullRangeOfBt601) {
-  fake::SetEngine(SquareEngine());
+  fake::SetEngine(Engine());
   // A colour of 37, 160, 132, which is as green as a grey of 160.
   const std::tuple<Range, Matrix, Yuv> cases[] = {{Range::kFull, Matrix::kBt601, {120, 135, 69}},
                                                   {Range::kLimited, Matrix::kBt601, {119, 134, 76}},
@@ -124,7 +129,7 @@ TEST(Compositor, TheModelSeesFullRangeOfBt601) {
 }
 
 TEST(Compositor, SaysWhenItIsNotUsedRight) {
-  fake::SetEngine(SquareEngine());
+  fake::SetEngine(Engine());
   const TestFrame frame = Bar(100), small = Bar(0, 100, 100), limited(320, 192, Layout::kI420, 0, Range::kLimited);
   Compositor compositor(With(Blur{}));
   EXPECT_THROW(compositor.Finish(frame.view()), std::logic_error);

@@ -88,28 +88,24 @@ TEST(Frames, EveryInstructionSetGivesTheSameBytes) {
 
 // One colour: flat behind a frame, and in a picture behind frames of another range or matrix.
 TEST(Frames, RangeAndMatrixAreTheFramesOwn) {
-  const struct {
-    Range range;
-    Matrix matrix;
-    int levels[3];
-  } cases[] = {{Range::kFull, Matrix::kBt601, {151, 43, 202}},
-               {Range::kLimited, Matrix::kBt601, {146, 53, 193}},
-               {Range::kFull, Matrix::kBt709, {146, 49, 197}},
-               {Range::kLimited, Matrix::kBt709, {141, 59, 189}}};
+  const std::tuple<Range, Matrix, std::array<int, 3>> cases[] = {{Range::kFull, Matrix::kBt601, {151, 43, 202}},
+                                                                 {Range::kLimited, Matrix::kBt601, {146, 53, 193}},
+                                                                 {Range::kFull, Matrix::kBt709, {146, 49, 197}},
+                                                                 {Range::kLimited, Matrix::kBt709, {141, 59, 189}}};
   Composer composer(Edges::kModel, 0, 0);
   const auto compose = [&composer](Range range, Matrix matrix) {
     TestFrame frame(16, 16, Layout::kI420, 0, range, matrix);
     composer.Compose(frame.input(), Segmented(frame, Matte(16, 16)), frame.view());
     return frame;
   };
-  for (const auto& kind : cases) {
+  for (const auto& [range, matrix, levels] : cases) {
     composer.backdrop().Set(Colour{255, 128, 0});
-    const TestFrame flat = compose(kind.range, kind.matrix);
-    for (const int c : {0, 1, 2}) EXPECT_EQ(flat.At(c, 7, 7), kind.levels[c]);
+    const TestFrame flat = compose(range, matrix);
+    for (size_t c = 0; c < 3; ++c) EXPECT_EQ(flat.At(static_cast<int>(c), 7, 7), levels[c]);
     composer.backdrop().Set(Picture{flat.input()});
-    for (const auto& other : cases) {
-      const TestFrame out = compose(other.range, other.matrix);
-      for (const int c : {0, 1, 2}) EXPECT_NEAR(out.At(c, 7, 7), other.levels[c], 1);
+    for (const auto& [other_range, other_matrix, expected] : cases) {
+      const TestFrame out = compose(other_range, other_matrix);
+      for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(out.At(static_cast<int>(c), 7, 7), expected[c], 1);
     }
   }
   composer.backdrop().Set(Grey{});

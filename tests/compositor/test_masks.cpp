@@ -2,6 +2,8 @@
 // Edges and calm on scenes whose true matte is known.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/compositor/scene.h"
 
 namespace pexo::test {
@@ -25,18 +27,14 @@ double ErrorAtContour(const Plane<uint8_t>& mask, const Matte& truth, double cx,
 TEST(MaskRefiner, FindsTheEdgeByLumaOrByChroma) {
   const Matte truth = Ellipse(kWidth, kHeight, 640, 360, 100, 130);
   const Matte coarse = Gaussian(Ellipse(kWidth, kHeight, 645, 356, 100, 130), 9);
-  const struct {
-    Range range;
-    Yuv contrast;
-    double most;  // of the error; that of the mask as it comes from the model is 49
-  } cases[] = {{Range::kFull, {40, 0, 0}, 1.7},
-               {Range::kLimited, {40, 0, 0}, 1.7},
-               {Range::kFull, {0, 40, 0}, 4.5},
-               {Range::kLimited, {0, 0, 40}, 4.5}};
-  for (const auto& each : cases) {
-    const Yuv& contrast = each.contrast;
-    const TestFrame frame(kWidth, kHeight, Layout::kI420, 0, each.range);
-    frame.Paint([&](int x, int y) {
+  // The most that the error may be; that of the mask as it comes from the model is 49.
+  const std::tuple<Range, Yuv, double> cases[] = {{Range::kFull, {40, 0, 0}, 1.7},
+                                                  {Range::kLimited, {40, 0, 0}, 1.7},
+                                                  {Range::kFull, {0, 40, 0}, 4.5},
+                                                  {Range::kLimited, {0, 0, 40}, 4.5}};
+  for (const auto& [range, contrast, most] : cases) {
+    const TestFrame frame(kWidth, kHeight, Layout::kI420, 0, range);
+    frame.Paint([&, &contrast = contrast](int x, int y) {
       const double q = static_cast<double>(truth.At(x, y));
       return Yuv{100 + q * contrast.y, 110 + q * contrast.u, 130 + q * contrast.v};
     });
@@ -44,7 +42,7 @@ TEST(MaskRefiner, FindsTheEdgeByLumaOrByChroma) {
     Composer composer(Edges::kPicture, 0, 0);
     composer.Compose(frame.input(), Segmented(frame, coarse), Copy(frame).view());
     const double error = ErrorAtContour(composer.mask(), truth, 640, 360, 100, 130);
-    EXPECT_LE(error, each.most) << contrast.y << " " << contrast.u << " " << contrast.v;
+    EXPECT_LE(error, most) << contrast.y << " " << contrast.u << " " << contrast.v;
   }
 }
 
@@ -92,19 +90,17 @@ TEST(MaskRefiner, TreatsAllDirectionsAndBothRangesAlike) {
 
 // From a mask of 100 to one of 200, while the whole picture changes by so many levels.
 TEST(MaskCalmer, DrawsMasksTogetherWhereThePictureStays) {
-  const struct {
-    Yuv change;
-    double calm;
-    int level;
-  } cases[] = {{{0, 0, 0}, 1, 146},  {{0, 0, 0}, 0.5, 173}, {{0, 0, 0}, 0, 200}, {{2, 0, 0}, 1, 172},
-               {{0, -2, 0}, 1, 172}, {{0, 0, 2}, 1, 172},   {{9, 0, 0}, 1, 200}};
-  for (const auto& [change, calm, level] : cases) {
+  // The last ones: the height of the first frame, and the outcome.
+  const std::tuple<Yuv, double, int, int> cases[] = {
+      {{0, 0, 0}, 1, 48, 146},  {{0, 0, 0}, 0.5, 48, 173}, {{0, 0, 0}, 0, 48, 200}, {{2, 0, 0}, 1, 48, 172},
+      {{0, -2, 0}, 1, 48, 172}, {{0, 0, 2}, 1, 48, 172},   {{9, 0, 0}, 1, 48, 200}, {{0, 0, 0}, 1, 36, 200}};
+  for (const auto& [change, calm, height, level] : cases) {
     Composer composer(Edges::kModel, calm, 0);
     composer.backdrop().Set(Grey{});
     for (const int i : {0, 1}) {
-      const TestFrame frame(64, 48);
+      const TestFrame frame(64, i == 0 ? height : 48);
       frame.Paint([&, add = change](int, int) { return Yuv{99 + i * add.y, 99 + i * add.u, 99 + i * add.v}; });
-      composer.Compose(frame.input(), Segmented(frame, Matte(64, 48, i == 0 ? 100 / 255.0f : 200 / 255.0f)),
+      composer.Compose(frame.input(), Segmented(frame, Matte(64, 36, i == 0 ? 100 / 255.0f : 200 / 255.0f)),
                        frame.view());
     }
     EXPECT_NEAR(composer.mask().Row(24)[32], level, 1);

@@ -8,7 +8,6 @@
 namespace pexo::test {
 namespace {
 
-const Model kSquare{PEXO_MODELS_DIR "/MoviePortraitSmall.dlc", 256, 256};
 const Model kLandscape{PEXO_MODELS_DIR "/MoviePortraitSmallWide.dlc", 256, 144};
 
 TestFrame PhotographFrame(int width, int height) {
@@ -47,27 +46,6 @@ class Masks {
   Segmentation segmentation_;
   Composer composer_;
 };
-
-double GradientAlongContour(const TestFrame& frame, const Plane<uint8_t>& mask) {
-  double sum = 0, count = 0;
-  for (int y = 1; y + 1 < mask.height(); ++y) {
-    for (int x = 1; x + 1 < mask.width(); ++x) {
-      const bool person = mask.Row(y)[x] >= 128;
-      if (person == (mask.Row(y)[x + 1] >= 128) && person == (mask.Row(y + 1)[x] >= 128)) continue;
-      sum += std::hypot(frame.At(0, x + 1, y) - frame.At(0, x - 1, y), frame.At(0, x, y + 1) - frame.At(0, x, y - 1));
-      ++count;
-    }
-  }
-  return sum / count;
-}
-
-TEST(Photograph, RefinedMasksFollowThePicture) {
-  const TestFrame frame = PhotographFrame(1440, 1688);
-  const Plane<uint8_t> coarse = Masks(kSquare, Edges::kModel, 0).Next(frame);
-  const Plane<uint8_t> refined = Masks(kSquare, Edges::kPicture, 0).Next(frame);
-  EXPECT_GE(GradientAlongContour(frame, refined), 1.12 * GradientAlongContour(frame, coarse));
-  EXPECT_GE(Iou(refined, coarse), 0.985);
-}
 
 TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
   const TestFrame photograph = PhotographFrame(614, 720);

@@ -96,13 +96,15 @@ the container, and sound, subtitles, chapters and the times of the frames stay a
 One of two kinds: --background sets the person, with clean and calm edges, before whatever you like; --effect is the
 library's own rendering as cameras show it, exact to the byte.
 
-"portrait live" is a camera for other programs, and "portrait set" changes its settings: see portrait live --help.
+"portrait live" is a camera for other programs, and "portrait set" changes its settings: see portrait live --help and
+portrait set --help.
 
-  --background blur[:N]      blurred, by 1 (hardly) to 100 (beyond recognition); default, with 20
-               grey          without colour
-               COLOUR        #rrggbb or a name, such as green
-               FILE          a picture, scaled to cover, or a film, which begins again after its end
-               none          transparent: .png for a picture, .webm or .mov for a film
+  --background blur[:N]|grey|none|COLOUR|FILE
+                             blur (default), by N from 1 (hardly) to 100 (beyond recognition), 20 if not said;
+                             grey, without colour;
+                             none, transparent: .png for a picture, .webm or .mov for a film;
+                             a colour, #rrggbb or a name, such as green;
+                             a picture, scaled to cover, or a film, which begins again after its end
   --effect colour|blur|mask  colour: the background turns grey; blur: it is blurred; mask: the person's mask instead
 
   --model auto|big|small|wide|PATH

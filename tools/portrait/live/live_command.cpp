@@ -20,7 +20,7 @@
 namespace pexo::live {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kLiveHelp =
     R"(Usage: portrait live [options]
   or:  portrait set NAME=VALUE
 
@@ -29,18 +29,34 @@ and shows a plain card whenever there is no masked picture. It runs until Ctrl-C
 
   --from CAMERA              /dev/videoN, pipewire:NODE, or a film, which is looped; default: the first camera
   --to pipewire|/dev/videoN  where programs find it: in PipeWire, as "Portrait" (default), or in a loopback device
-  --background CHOICE        as for films: blur[:N] (default), grey, a colour or a file
+  --background blur[:N]|grey|COLOUR|FILE
+                             as for films; default: blur
   --calm NUMBER              how much masks are calmed from frame to frame, 0 to 1 (default)
   --empty show|card          what is shown when nobody is there: the background (default) or the card
   --card FILE                a picture for the card; default: plain grey
   --size WxH                 of the pictures, and the most that the camera is asked for; default 1280x720
   --fps NUMBER               as fast as the camera is asked to be; default 30
-  --model WORD               as for films
+  --model auto|big|small|wide|PATH
+                             as for films
   --stats                    after each use, print frames, delays and times of the stages on standard error
   --verbose                  print the library's log on standard error
   --help                     this text
 
-While it runs, "portrait set" changes background, calm or empty: portrait set background=blur:30
+While it runs, "portrait set" changes background, calm or empty: see portrait set --help.
+)";
+
+constexpr const char* kSetHelp =
+    R"(Usage: portrait set NAME=VALUE
+
+Changes a setting of the camera that "portrait live" is, while it runs.
+
+  background=blur[:N]|grey|COLOUR|FILE
+                             as for films
+  calm=NUMBER                how much masks are calmed from frame to frame, 0 to 1
+  empty=show|card            what is shown when nobody is there: the background or the card
+  --help                     this text
+
+The exit status is 0, 1 when no camera runs or it refuses the value, or 2 when the command line is wrong.
 )";
 
 media::Size ParseOutputSize(const std::string& word) {
@@ -88,7 +104,7 @@ void LiveCommand(int argc, char** argv) {
   };
   const std::vector<std::string> words = tools::ParseCommandLine(argc, argv, table);
   if (is_help) {
-    std::fputs(kHelp, stdout);
+    std::fputs(kLiveHelp, stdout);
     return;
   }
   if (!words.empty()) throw tools::UsageError("live takes no '" + words[0] + "'");
@@ -99,7 +115,13 @@ void LiveCommand(int argc, char** argv) {
 }
 
 void SetCommand(int argc, char** argv) {
-  const std::vector<std::string> words = tools::ParseCommandLine(argc, argv, {});
+  bool is_help = false;
+  const tools::Option table[] = {{"help", tools::OptionKind::kLast, [&is_help](const std::string&) { is_help = true; }}};
+  const std::vector<std::string> words = tools::ParseCommandLine(argc, argv, table);
+  if (is_help) {
+    std::fputs(kSetHelp, stdout);
+    return;
+  }
   if (words.size() != 1) throw tools::UsageError("set takes one NAME=VALUE");
   std::string line = words[0];
   LiveSettings settings{};

@@ -144,6 +144,8 @@ TEST_F(PortraitFilms, APartBeginsAtItsFirstFrame) {
   EXPECT_EQ(FrameTimes("out.mkv").substr(0, 9), "0.000000\n");
   const std::string sound = Probe("out.mkv", "-select_streams a -show_entries packet=pts_time");
   EXPECT_NEAR(static_cast<double>(std::ranges::count(sound, '\n')), 0.5 * 44100 / 1024, 1);
+  EXPECT_EQ(Portrait("--quiet --from 3 in.mp4 none.mkv", 1, "in.mp4: --from is past the end"), "");
+  EXPECT_EQ(Portrait("--quiet --from 1.51 --to 1.52 in.mp4 none.mkv", 1, "no frame lies between --from and --to"), "");
   EXPECT_EQ(Portrait("--quiet --size 64x32 in.mp4 out.mp4", 0, ""), "");
   EXPECT_EQ(Probe("out.mp4", "-select_streams v -show_entries stream=width,height,nb_frames"), "64,32,90\n");
 }

@@ -171,7 +171,7 @@ class FilmRun {
     const std::string& damage = reader_.damage();
     if (!target_.has_started()) {
       if (is_interrupted) throw tools::Interrupted("interrupted before the first frame");
-      throw tools::Failure(reader_.path() + ": no frame could be read" + (damage.empty() ? "" : ": " + damage));
+      throw tools::Failure(reader_.path() + ": " + WhyThereIsNoFrame());
     }
     target_.Finish();
     if (mask_target_) mask_target_->Finish();
@@ -184,6 +184,14 @@ class FilmRun {
     const std::string written = std::to_string(frames) + (frames == 1 ? " frame is" : " frames are") + " written";
     if (is_interrupted) throw tools::Interrupted("interrupted: " + written);
     if (!damage.empty()) throw tools::Failure(reader_.path() + ": " + damage + ": " + written);
+  }
+
+  std::string WhyThereIsNoFrame() const {
+    const std::string& damage = reader_.damage();
+    if (damage.empty() && job_.source.from && reader_.EstimateFrameCount() == 0) {
+      return job_.source.to ? "no frame lies between --from and --to" : "--from is past the end of the film";
+    }
+    return "no frame could be read" + (damage.empty() ? "" : ": " + damage);
   }
 
   const FilmJob& job_;

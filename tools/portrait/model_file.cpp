@@ -43,24 +43,25 @@ fs::path OwnFolder() {
   return fs::read_symlink("/proc/self/exe").parent_path();
 }
 
-// In a build folder beside the program, which is one above the plugin's; installed, in the data folder of the prefix,
-// which is one above the program and two or three above the plugin.
-fs::path ModelFolder() {
+// A file of ours. In a build folder models/ lies beside the program, which is one above the plugin; installed, in the
+// data folder of the prefix, which is one above the program and two or three above the plugin.
+fs::path FindFile(const char* name) {
   const fs::path own = OwnFolder();
-  for (const fs::path& folder : {own / "models", own.parent_path() / "models"}) {
-    if (fs::exists(folder)) return folder;
+  for (const fs::path& folder : {own, own.parent_path()}) {
+    if (fs::exists(folder / "models" / name)) return folder / "models" / name;
   }
   for (fs::path prefix = own; prefix.has_relative_path(); prefix = prefix.parent_path()) {
-    const fs::path folder = prefix.parent_path() / PEXO_INSTALLED_MODELS;
-    if (fs::exists(folder)) return folder;
+    const fs::path file = prefix.parent_path() / PEXO_INSTALLED_MODELS / name;
+    if (fs::exists(file)) return file;
   }
-  return own / "models";
+  throw tools::Failure(std::string(name) + ": no such model in " + (own / "models").string() + ", nor in " +
+                       PEXO_INSTALLED_MODELS " of " + own.parent_path().string() + " or of a folder above");
 }
 
 compositor::Model Locate(const std::string& word) {
   for (const Known& known : kKnown) {
     if (word != known.word) continue;
-    const fs::path file = ModelFolder() / known.file;
+    const fs::path file = FindFile(known.file);
     return {file.native().size() <= kMaxPath ? file : fs::proximate(file), known.size.width, known.size.height};
   }
   // The input's size is only in the container; a good guess costs nothing, as the library scales what does not fit.

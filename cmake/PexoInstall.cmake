@@ -9,6 +9,16 @@ include(GNUInstallDirs)
 set(PEXO_INSTALL_PRIVATE_LIBDIR "${CMAKE_INSTALL_LIBDIR}/pexohumanbodyseg")
 # The library takes paths of up to 127 characters, so below the prefix there are few.
 set(PEXO_INSTALL_MODELS "${CMAKE_INSTALL_DATADIR}/pexohumanbodyseg/models")
+set(PEXO_MODELS MoviePortraitBig.dlc MoviePortraitSmall.dlc MoviePortraitSmallWide.dlc)
+if(PEXO_HOST_STAND_INS)
+  # Before anything is installed.
+  install(CODE "foreach(model IN ITEMS ${PEXO_MODELS})
+  if(NOT EXISTS \"${PEXO_MODELS_DIR}/\${model}\")
+    message(FATAL_ERROR \"The models are not packed, there is no ${PEXO_MODELS_DIR}/\${model}. This packs them:\n\"
+      \"  cmake --build \\\"${CMAKE_BINARY_DIR}\\\" --target models\")
+  endif()
+endforeach()" COMPONENT portrait)
+endif()
 
 # Lets a program or a plugin find the libraries from the folder that it is installed into. Under /usr the loader does.
 function(pexo_find_libraries_from folder target)

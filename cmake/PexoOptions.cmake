@@ -36,6 +36,8 @@ endif()
 option(PEXO_HOST_STAND_INS "Build the engine, the image library and the log library for a computer" ${pexo_computer})
 option(PEXO_BUILD_TESTS "Build the tests" ${pexo_computer})
 option(PEXO_BUILD_BENCH "Build the benches" ${pexo_computer})
+option(PEXO_BUILD_LIVE "Build the live camera of the program portrait; needs libpipewire" ON)
+set(PEXO_BUILD_GST AUTO CACHE STRING "Build the GStreamer element: ON, OFF, or AUTO, where there is GStreamer")
 # scripts/pack-models packs the containers: the target `models`, or the first of the tests.
 set(PEXO_MODELS_DIR "${CMAKE_BINARY_DIR}/models" CACHE PATH
     "Where MoviePortraitBig.dlc, MoviePortraitSmall.dlc and MoviePortraitSmallWide.dlc are, for tests and to install")

@@ -85,6 +85,10 @@ TEST_F(PortraitFilms, FramesTimesAndSoundStay) {
     EXPECT_EQ(FrameTimes(output), FrameTimes(input)) << options;
     EXPECT_EQ(Sound(output), Sound(input)) << options;
   }
+  // A broadcast begins at any time of day.
+  MakeTalk("in.ts", "-an -c:v mpeg2video -frames:v 3 -output_ts_offset 3600");
+  EXPECT_EQ(Portrait("--quiet in.ts out.mp4", 0, ""), "");
+  EXPECT_EQ(FrameTimes("out.mp4"), "0.000000\n0.033333\n0.066667\n");
   EXPECT_EQ(Portrait("in.mkv out.mkv 2>../words", 0, "out.mkv: 160x120, 39 frames\n"), "");
   EXPECT_EQ(Portrait("--quiet --stats in.mkv out.mkv 2>../words", 0, ""), "");
   for (const char* word : {"39 frames", "segment ", "compose ", "person   in 100.0 %"}) {
@@ -96,7 +100,8 @@ TEST_F(PortraitFilms, SubtitlesChaptersTagsAndAttachmentsStay) {
   WriteFile("words.srt", "1\n00:00:00,100 --> 00:00:00,900\nHello\n");
   WriteFile("about",
             ";FFMETADATA1\ntitle=A talk\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=5\ntitle=One\n"
-            "[CHAPTER]\nTIMEBASE=1/10\nSTART=5\nEND=13\ntitle=Two\n");
+            "[CHAPTER]\nTIMEBASE=1/10\nSTART=5\nEND=7\ntitle=Two\n"
+            "[CHAPTER]\nTIMEBASE=1/10\nSTART=7\nEND=13\ntitle=Three\n");
   MakeTalk("talk.mkv", "-c:v libx264 -preset ultrafast -t 1.3");
   for (const auto& [words, film] :
        {std::pair("-c:s copy -attach words.srt -metadata:s:t mimetype=text/plain", "in.mkv"),
@@ -113,6 +118,9 @@ TEST_F(PortraitFilms, SubtitlesChaptersTagsAndAttachmentsStay) {
       EXPECT_EQ(Probe(output, std::string(kept) + stream), Probe(film, std::string(kept) + stream)) << film;
     }
   }
+  EXPECT_EQ(Portrait("--quiet --from 0.6 --to 1 in.mkv out.mkv", 0, ""), "");
+  EXPECT_EQ(Probe("out.mkv", "-show_entries chapter=start_time,end_time:chapter_tags=title"),
+            "0.000000,0.077000,Two\n0.077000,0.400000,Three\n");  // from the first frame, at 0.023
   EXPECT_EQ(Portrait("--quiet in.mp4 out.webm 2>../words", 0, ""), "");
   EXPECT_EQ(ReadFile("../words"),
             "portrait: out.webm: audio stream 1 (aac) is left out: the format webm cannot hold it\n"
@@ -146,13 +154,16 @@ TEST_F(PortraitFilms, APartBeginsAtItsFirstFrame) {
   EXPECT_NEAR(static_cast<double>(std::ranges::count(sound, '\n')), 0.5 * 44100 / 1024, 1);
   EXPECT_EQ(Portrait("--quiet --from 3 in.mp4 none.mkv", 1, "in.mp4: --from is past the end"), "");
   EXPECT_EQ(Portrait("--quiet --from 1.51 --to 1.52 in.mp4 none.mkv", 1, "no frame lies between --from and --to"), "");
-  EXPECT_EQ(Portrait("--quiet --size 64x32 in.mp4 out.mp4", 0, ""), "");
-  EXPECT_EQ(Probe("out.mp4", "-select_streams v -show_entries stream=width,height,nb_frames"), "64,32,90\n");
+  EXPECT_EQ(Portrait("--quiet --size 64x64 in.mp4 out.mp4", 0, ""), "");
+  EXPECT_EQ(Probe("out.mp4", "-select_streams v -show_entries stream=width,height,sample_aspect_ratio,nb_frames"),
+            "64,64,2:1,90\n");
 }
 
 // The colour effect changes no luma at all.
 TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
-  const char* const cases[][3] = {{"yuv420p", "160:120", "-color_range tv -colorspace bt709"},
+  const char* const cases[][3] = {{"yuv420p", "160:120",
+                                   "-color_range tv -colorspace bt709 -color_primaries bt470bg -color_trc iec61966-2-1 "
+                                   "-chroma_sample_location topleft"},
                                   {"yuv420p", "97:75", "-color_range pc -colorspace smpte170m"},
                                   {"yuv422p", "98:75", "-color_range tv"},
                                   {"yuv444p", "97:76", "-color_range pc -aspect 2"},
@@ -164,7 +175,8 @@ TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
            ":exact=1,setsar=1 -c:v ffv1 -pix_fmt " + pixels + " " + words + " in.mkv");
     EXPECT_EQ(Portrait("--quiet --effect colour --codec ffv1 in.mkv out.mkv", 0, ""), "");
     const char* const kept =
-        "-count_frames -show_entries stream=width,height,color_range,color_space,sample_aspect_ratio,nb_read_frames";
+        "-count_frames -show_entries stream=width,height,color_range,color_space,color_primaries,color_transfer,"
+        "chroma_location,sample_aspect_ratio,nb_read_frames";
     EXPECT_EQ(Probe("out.mkv", kept), Probe("in.mkv", kept));
     EXPECT_TRUE(RawFrames("out.mkv", "gray") == RawFrames("in.mkv", "gray")) << pixels << size;
     if (std::string(size) != "97:75") continue;
@@ -182,9 +194,35 @@ TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
   }
 }
 
+// Blue is 41 in BT.601 and 32 in BT.709, which a film that says neither has from 720 rows on.
+TEST_F(PortraitFilms, UntaggedFilmsHaveTheMatrixOfTheirSize) {
+  const std::tuple<std::string, std::string, int> cases[] = {{"-s 720x718", "", 41},
+                                                             {"-s 720x718 -colorspace bt709", "", 32},
+                                                             {"-s 720x720 -colorspace smpte170m", "", 41},
+                                                             {"-s 720x720", "", 32},
+                                                             {"-s 720x720", "--size 64x48 ", 32}};
+  for (const auto& [words, options, level] : cases) {
+    Ffmpeg("-f lavfi -i color=gray -frames:v 1 -c:v ffv1 -pix_fmt yuv420p " + words + " in.mkv");
+    EXPECT_EQ(Portrait("--quiet --codec ffv1 --background blue " + options + "in.mkv out.mkv", 0, ""), "");
+    EXPECT_NEAR(static_cast<uint8_t>(RawFrames("out.mkv", "gray")[0]), level, 1) << words << options;
+  }
+}
+
+TEST_F(PortraitFilms, QualityIsInTheEncodersOwnMeasure) {
+  MakeTalk("in.mkv", "-frames:v 5 -an -c:v ffv1");
+  for (const auto& [codec, quality] : {std::pair("libx264", "18"), {"mpeg4", "3"}}) {
+    const auto size = [&, name = codec](const std::string& words) {
+      EXPECT_EQ(Portrait("--quiet --codec " + std::string(name) + words + " in.mkv out.mp4", 0, ""), "");
+      return std::filesystem::file_size("out.mp4");
+    };
+    EXPECT_EQ(size(""), size(std::string(" --quality ") + quality)) << codec;
+    EXPECT_GT(2 * size(""), 3 * size(" --quality 30")) << codec;
+  }
+}
+
 // A telephone's film lies on its side, and says so.
 TEST_F(PortraitFilms, StoredRotationIsFollowedAndKept) {
-  MakeTalk("upright.mp4", "-an -frames:v 2 -crf 5");
+  MakeTalk("upright.mp4", "-an -frames:v 2 -crf 5", "setsar=4/3");
   EXPECT_EQ(Portrait("--quiet --background white --mask-out upright_mask.mp4 --codec ffv1 upright.mp4 out.mkv", 0, ""),
             "");
   const std::string upright = RawFrames("upright_mask.mp4", "gray");
@@ -193,11 +231,12 @@ TEST_F(PortraitFilms, StoredRotationIsFollowedAndKept) {
     // The tag counts the other way round.
     Ffmpeg("-i upright.mp4 -vf " + filters[turns - 1] + " -crf 5 lying.mp4");
     Ffmpeg("-i lying.mp4 -c copy -metadata:s:v rotate=" + std::to_string(360 - 90 * turns) + " in.mp4");
-    const char* const rotation = "-show_entries stream=width:stream_side_data=rotation";
+    const char* const rotation = "-show_entries stream=width,sample_aspect_ratio:stream_side_data=rotation";
+    EXPECT_EQ(Portrait("--size 80x60 in.mp4 out.mp4", 0, "out.mp4: 80x60, 2 frames\n"), "");
     EXPECT_EQ(Portrait("--quiet --background white --mask-out mask.mp4 in.mp4 out.mp4", 0, ""), "");
     EXPECT_EQ(Probe("out.mp4", rotation), Probe("in.mp4", rotation));
     EXPECT_EQ(Portrait("--quiet --background white --mask-out mask.mkv in.mp4 out.mkv", 0, ""), "");
-    EXPECT_EQ(Probe("out.mkv", rotation), "160\n");  // what cannot say so stands upright
+    EXPECT_EQ(Probe("out.mkv", rotation), "160,4:3\n");  // what cannot say so stands upright
     const std::string back = filters[3 - turns];
     for (const std::string& mask : {RawFrames("mask.mp4", "gray", back), RawFrames("mask.mkv", "gray")}) {
       EXPECT_LE(MeanDifference(mask, upright), 3) << turns;

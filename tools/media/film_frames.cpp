@@ -107,6 +107,7 @@ AvFrame FilmFrames::Prepare(AvFrame frame) {
     frame = converter_.Convert(*frame, matrix, {size_->width, size_->height, AV_PIX_FMT_YUV420P, levels, matrix});
     if (!states_range) frame->color_range = AVCOL_RANGE_UNSPECIFIED;
     if (!states_matrix) frame->colorspace = AVCOL_SPC_UNSPECIFIED;
+    if (MatrixOf(*frame) != matrix) frame->colorspace = matrix;  // another size would be taken for another matrix
     if (before.width != size_->width || before.height != size_->height) {
       frame->sample_aspect_ratio = ScaledAspect(frame->sample_aspect_ratio, before, *size_);
     }

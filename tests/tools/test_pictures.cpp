@@ -4,6 +4,12 @@
 #include <limits>
 #include <tuple>
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+#include "frame_conversion.h"
+#include "media/frame_converter.h"
 #include "tests/tools/workplace.h"
 
 namespace pexo::test {
@@ -42,6 +48,33 @@ TEST_F(PortraitPictures, EveryKindAndSizeKeepsItsLevels) {
       EXPECT_EQ(Portrait("--quiet --effect " + work, 0, ""), "");
       const double error = MeanLumaError(ReadPicture(work.substr(work.size() - 7)), expected);
       EXPECT_LE(error, work.starts_with("colour") ? 2 : 255) << work;
+    }
+  }
+}
+
+// Every kind of pixels that a reader could hand over, unscaled and scaled, against its own way by RGB.
+TEST(FrameFromPicture, EveryPixelFormatKeepsItsColours) {
+  const auto convert = [](const AVFrame& frame, AVPixelFormat format) {
+    constexpr AVColorSpace kBt601 = AVCOL_SPC_BT470BG;
+    return media::FrameConverter().Convert(frame, kBt601, {64, 48, format, media::Levels::kFull, kBt601});
+  };
+  const media::AvFrame rgba = media::NewFrame(64, 48, AV_PIX_FMT_RGBA);
+  for (int y = 0; y < 48; ++y) {
+    for (int x = 0; x < 256; ++x) {
+      const int levels[] = {60 + x / 2, 70 + 3 * y, 200 - x / 4 - y, 255};
+      rgba->data[0][y * rgba->linesize[0] + x] = static_cast<uint8_t>(levels[x % 4]);
+    }
+  }
+  for (const AVPixFmtDescriptor* kind = nullptr; (kind = av_pix_fmt_desc_next(kind)) != nullptr;) {
+    const AVPixelFormat format = av_pix_fmt_desc_get_id(kind);
+    if (!sws_isSupportedInput(format) || !sws_isSupportedOutput(format)) continue;
+    const media::AvFrame picture = convert(*rgba, format), by_rgb = convert(*picture, AV_PIX_FMT_RGBA);
+    for (const media::Size& size : {media::Size{64, 48}, media::Size{30, 22}}) {
+      portrait::CameraFrame seen = portrait::FrameFromPicture(*picture, 2, size);
+      portrait::CameraFrame expected = portrait::FrameFromPicture(*by_rgb, 2, size);
+      EXPECT_TRUE(std::equal(seen.luma(), seen.luma() + size.width * size.height * 3 / 2, expected.luma(),
+                             [](int a, int b) { return std::abs(a - b) <= 2; }))
+          << kind->name << " to " << size.width;
     }
   }
 }

@@ -1,30 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "film_effect.h"
 
-#include <libyuv.h>
-
 #include <new>
 #include <utility>
 
-#include "media/film_frames.h"
-#include "media/frame_converter.h"
+#include "frame_conversion.h"
 
 namespace pexo::portrait {
 namespace {
 
-void ToCamera(const AVFrame& padded, CameraFrame& camera) {
-  libyuv::I420ToNV21(padded.data[0], padded.linesize[0], padded.data[1], padded.linesize[1], padded.data[2],
-                     padded.linesize[2], camera.luma(), camera.width(), camera.chroma(), camera.width(), camera.width(),
-                     camera.height());
-}
-
 // With the properties of the frame that it was.
 media::AvFrame FromCamera(CameraFrame& camera, const AVFrame& original) {
-  media::AvFrame frame = media::NewFrame(camera.width(), camera.height(), AV_PIX_FMT_YUV420P);
+  media::AvFrame frame = FrameFromCamera(camera);
   if (av_frame_copy_props(frame.get(), &original) < 0) throw std::bad_alloc();
-  libyuv::NV21ToI420(camera.luma(), camera.width(), camera.chroma(), camera.width(), frame->data[0], frame->linesize[0],
-                     frame->data[1], frame->linesize[1], frame->data[2], frame->linesize[2], camera.width(),
-                     camera.height());
   frame->width = original.width;
   frame->height = original.height;
   return frame;
@@ -47,7 +35,7 @@ void FilmEffect::Render(media::AvFrame frame, const Take& take) {
 }
 
 void FilmEffect::Process(const Take& take) {
-  ToCamera(*last_, *camera_frame_);
+  CopyToCamera(*last_, *camera_frame_);
   const StageTimes::Clock clock;
   renderer_.Process(*camera_frame_);
   times_.Add(clock.Seconds());

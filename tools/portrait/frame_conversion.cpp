@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame_conversion.h"
 
+#include <libyuv.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -81,6 +83,20 @@ media::AvFrame PadToEven(const AVFrame& rgba) {
 
 }  // namespace
 
+void CopyToCamera(const AVFrame& planar, CameraFrame& camera) {
+  libyuv::I420ToNV21(planar.data[0], planar.linesize[0], planar.data[1], planar.linesize[1], planar.data[2],
+                     planar.linesize[2], camera.luma(), camera.width(), camera.chroma(), camera.width(), camera.width(),
+                     camera.height());
+}
+
+media::AvFrame FrameFromCamera(CameraFrame& camera) {
+  media::AvFrame planar = media::NewFrame(camera.width(), camera.height(), AV_PIX_FMT_YUV420P);
+  libyuv::NV21ToI420(camera.luma(), camera.width(), camera.chroma(), camera.width(), planar->data[0],
+                     planar->linesize[0], planar->data[1], planar->linesize[1], planar->data[2], planar->linesize[2],
+                     camera.width(), camera.height());
+  return planar;
+}
+
 CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple, std::optional<media::Size> size) {
   const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
   const bool has_alpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
@@ -99,30 +115,19 @@ CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple, std::o
     height = rgba->height;
     rgba = PadToEven(*rgba);
   }
-  media::AvFrame nv21 = Convert(rgba != nullptr ? *rgba : picture, AV_PIX_FMT_NV21);
-  if (size) {
-    nv21->width = width;
-    nv21->height = height;
-    width = size->width;
-    height = size->height;
-    nv21 = Convert(*nv21, AV_PIX_FMT_NV21, *size);
-  }
-  CameraFrame frame(width, height, column_multiple);
-  media::CopyAndPad({nv21->data[0], nv21->linesize[0], width, height},
-                    {frame.luma(), frame.width(), frame.width(), frame.height()}, 1);
-  media::CopyAndPad({nv21->data[1], nv21->linesize[1], (width + 1) / 2, (height + 1) / 2},
-                    {frame.chroma(), frame.width(), frame.width() / 2, frame.height() / 2}, 2);
+  media::AvFrame planar = Convert(rgba != nullptr ? *rgba : picture, AV_PIX_FMT_YUV420P);
+  planar->width = width;
+  planar->height = height;
+  if (size) planar = Convert(*planar, AV_PIX_FMT_YUV420P, *size);
+  CameraFrame frame(planar->width, planar->height, column_multiple);
+  CopyToCamera(*media::PadFrame(*planar, column_multiple), frame);
   return frame;
 }
 
 media::AvFrame PictureFromFrame(CameraFrame& frame, AVPixelFormat format) {
-  const media::AvFrame nv21 = media::NewFrame(frame.width(), frame.height(), AV_PIX_FMT_NV21);
-  nv21->color_range = AVCOL_RANGE_JPEG;
-  media::CopyAndPad({frame.luma(), frame.width(), frame.width(), frame.height()},
-                    {nv21->data[0], nv21->linesize[0], frame.width(), frame.height()}, 1);
-  media::CopyAndPad({frame.chroma(), frame.width(), frame.width() / 2, frame.height() / 2},
-                    {nv21->data[1], nv21->linesize[1], frame.width() / 2, frame.height() / 2}, 2);
-  media::AvFrame picture = Convert(*nv21, format);
+  const media::AvFrame planar = FrameFromCamera(frame);
+  planar->color_range = AVCOL_RANGE_JPEG;
+  media::AvFrame picture = Convert(*planar, format);
   picture->width = frame.picture_width();
   picture->height = frame.picture_height();
   return picture;

@@ -10,6 +10,11 @@
 
 namespace pexo::portrait {
 
+// Between camera frames and planar ones (yuv420p) of the same padded size, as they are. FFmpeg's scaler has no part in
+// it: where it has nothing to scale, it makes NV21 of grey pictures, and of NV21 itself, without writing the chroma.
+void CopyToCamera(const AVFrame& planar, CameraFrame& camera);
+media::AvFrame FrameFromCamera(CameraFrame& camera);
+
 // The picture upright, scaled to `size` if there is one, transparent pixels over white, as a frame whose width is a
 // multiple of `column_multiple`.
 CameraFrame FrameFromPicture(const AVFrame& picture, int column_multiple, std::optional<media::Size> size = {});

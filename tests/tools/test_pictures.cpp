@@ -107,6 +107,7 @@ TEST_F(PortraitPictures, MasksOfThePhotographAgreeWithTheReference) {
       {"null", "--effect mask --model small in.png mask.png", 0.985, 0.031},
       {"null", "--effect mask --layout hard in.png mask.png", 0.98, 0.0126},
       {"transpose=2", "--effect mask --rotate 90 --model small in.png mask.png", 0.985, 0.0317},
+      {"pad=960:ih:224,transpose=2", "--effect mask --rotate 90 --model auto in.png mask.png", 0.92, 0.0167},
       {"vflip", "--effect mask --rotate 180 in.png mask.png", 0.97, 0.0185},
       {"null", "--mask-out mask.png in.png out.png", 0.985, 0.0155},
       {"null", "--edges model --mask-out mask.png in.png out.png", 0.985, 0.0456},
@@ -126,6 +127,7 @@ TEST_F(PortraitPictures, MasksOfThePhotographAgreeWithTheReference) {
     EXPECT_GE(both / any, least) << words;
     EXPECT_NEAR(soft / static_cast<double>(mask.rgb.size()), between, 0.1 * between) << words;
   }
+  EXPECT_EQ(Portrait("--effect mask --rotate 270 --model wide in.png no.png", 1, "a square one"), "");
 }
 
 // The camera's direction, and the model: the wide one is for pictures of 16:10 and wider, once they are upright.

@@ -17,6 +17,8 @@ namespace {
 
 // The library's line after which the engine's own words follow.
 constexpr std::string_view kRefusal = "SNPEBuilder build failed.";
+// And the one with a model's tensors, each as height, width and channels.
+constexpr char kModelSize[] = "DLC size = %d * %d * %*d -> %*d * %*d * %*d";
 constexpr std::size_t kMaxLine = 4096;  // the rest of a longer one is cut, as in a device's log
 
 std::atomic<bool> is_printed = false;
@@ -25,9 +27,13 @@ std::atomic<bool> is_printed = false;
 std::mutex mutex;
 bool reason_follows = false;
 std::string reason;
+std::optional<ModelInput> model_input;
 
-void KeepReason(std::string_view line) {
+// Of what the programs would like to know and the nine functions do not tell.
+void Learn(const char* text) {
+  const std::string_view line = text;
   const std::lock_guard lock(mutex);
+  if (ModelInput input; std::sscanf(text, kModelSize, &input.height, &input.width) == 2) model_input = input;
   if (reason_follows) reason = line;
   reason_follows = line.ends_with(kRefusal);
   if (reason_follows) reason.clear();
@@ -50,6 +56,11 @@ std::string EngineReason() {
   return reason;
 }
 
+std::optional<ModelInput> LastModelInput() {
+  const std::lock_guard lock(mutex);
+  return model_input;
+}
+
 }  // namespace pexo::portrait
 
 // The program's symbols stand before those of any library: every line comes here first.
@@ -62,7 +73,7 @@ extern "C" [[gnu::visibility("default")]] int __p_android_log_print(int priority
   const int length = std::vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
   if (length < 0) return length;
-  KeepReason(line);
+  Learn(line);
   return is_printed ? Print(priority, tag, line) : length;
 } catch (...) {
   return -1;

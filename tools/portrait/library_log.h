@@ -3,6 +3,7 @@
 #ifndef PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_
 #define PEXO_TOOLS_PORTRAIT_LIBRARY_LOG_H_
 
+#include <optional>
 #include <string>
 
 namespace pexo::portrait {
@@ -12,6 +13,14 @@ void SetLibraryLogPrinted(bool printed);
 
 // Why the inference engine rejected the last model that it did not take; empty if it said nothing.
 std::string EngineReason();
+
+// The pictures that a model takes, in pixels.
+struct ModelInput {
+  int width, height;
+};
+
+// Those of the last model that was loaded; nothing before the first.
+std::optional<ModelInput> LastModelInput();
 
 }  // namespace pexo::portrait
 

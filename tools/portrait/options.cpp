@@ -109,8 +109,8 @@ portrait set --help.
 
   --model auto|big|small|wide|PATH
                              the network; auto (default with --background): wide for pictures of 16:10 and wider, else
-                             small; big is the default with --effect. They are looked for in models/ beside this program,
-                             else where they were installed
+                             small; big is the default with --effect, and quarter turns there need big or small. They are
+                             looked for in models/ beside this program, else where they were installed
   --rotate auto|0|90|180|270
                              turn the picture clockwise by this angle for the model to see the person upright; the output
                              is not turned; auto (default): as the film says

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/failure.h"
+#include "library_log.h"
 #include "model_file.h"
 
 namespace pexo::portrait {
@@ -26,6 +27,14 @@ Renderer::Renderer(const EffectSettings& settings, const std::string& model_path
   if (status != HUMANBODYSEG_OK) {
     pexoHumanBodySegUninit(handle_.get());
     throw ModelFailure(model_path, " (status " + std::to_string(status) + ")");
+  }
+  // The library would take pictures of another shape, turned, for rows of the shape that they had.
+  const std::optional<ModelInput> input = LastModelInput();
+  if (settings.rotation % 180 != 0 && input && input->width != input->height) {
+    pexoHumanBodySegUninit(handle_.get());
+    throw tools::Failure(model_path + ": this network takes pictures of " + std::to_string(input->width) + "x" +
+                         std::to_string(input->height) + ", and effects need a square one for a turn of " +
+                         std::to_string(settings.rotation) + " degrees: --model big or --model small");
   }
 }
 

@@ -42,7 +42,9 @@ compositor::Compositor MakeCompositor(const compositor::Options& options) {
 }
 
 std::string EffectModelOf(const Options& options, media::Size size, int rotation) {
-  return FindModel(options.model.value_or("big"), Upright(size, rotation)).path;
+  std::string model = options.model.value_or("big");
+  if (model == "auto" && rotation % 180 != 0) model = "small";  // the library turns pictures for square networks alone
+  return FindModel(model, Upright(size, rotation)).path;
 }
 
 }  // namespace pexo::portrait

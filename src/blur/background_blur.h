@@ -13,8 +13,8 @@ namespace pexo {
 // blur_strength: 1.5 in this library; the box radius that follows from it is at least 0.
 //
 // luma = (blurred * (255 - mask) + frame * mask) >> 8. Stateless: calls on different frames may run at once. When
-// memory runs out it returns early and the output keeps what it held. A resize at which the image library fails is done
-// without it, from nearest pixels: the background is then blocks instead of blur, and as hidden as before.
+// memory runs out it returns early and the output keeps what it held. What the image library answers is not looked at;
+// where it does nothing, a mask counts as background and a picture as grey.
 //
 // Frames whose width and height are multiples of 8 take the aligned variant, all others the unaligned one.
 void ComposeBackgroundBlur(const QmxImage& frame, QmxImage& output, const QmxImage& mask, float blur_strength);

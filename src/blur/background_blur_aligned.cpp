@@ -31,7 +31,7 @@ class SmallFrame {
       frame.format = QMX_FORMAT_NV21;
       image_.format = QMX_FORMAT_NV21;
     }
-    Resize(frame, image_);
+    Resize(frame, image_, kBlankPicture);
     image_.format = format;
   }
 
@@ -103,8 +103,8 @@ void WriteChroma(const QmxImage& small, AlignedPlanes& planes, QmxImage& output)
   uint8_t* place = planes.full_size.data;
   QmxImage odd = PlaneImage(WrapPlane(place, rows, pairs, pairs));
   QmxImage even = PlaneImage(WrapPlane(place + static_cast<ptrdiff_t>(rows) * pairs, rows, pairs, pairs));
-  Resize(PlaneImage(planes.boxed_odd.Filter()), odd);
-  Resize(PlaneImage(planes.boxed_even.Filter()), even);
+  Resize(PlaneImage(planes.boxed_odd.Filter()), odd, kBlankPicture);
+  Resize(PlaneImage(planes.boxed_even.Filter()), even, kBlankPicture);
   for (ptrdiff_t y = 0; y < rows; ++y) {
     Kernels().merge_pairs(output.plane[1] + y * output.stride[1], odd.plane[0] + y * pairs, even.plane[0] + y * pairs,
                           pairs);
@@ -146,11 +146,11 @@ bool ComposeBackgroundBlurAligned(const QmxImage& frame, QmxImage& output, const
   QmxImage full_mask = packed_mask;
   if (!mask_fits) {
     full_mask = PlaneImage(planes->full_size);
-    Resize(packed_mask, full_mask);
+    Resize(packed_mask, full_mask, kBlankMask);
   }
   // The blurred luma is made where the output's luma goes, and blended in place.
   QmxImage luma = LumaImage(output);
-  Resize(PlaneImage(planes->boxed_luma.Filter()), luma);
+  Resize(PlaneImage(planes->boxed_luma.Filter()), luma, kBlankPicture);
   const PlaneRows luma_rows(luma.plane[0], luma.stride[0]), mask_rows(full_mask.plane[0], full_mask.stride[0]);
   BlendLuma(frame, output, luma_rows, mask_rows);
   RestoreBottomCorners(frame, output);

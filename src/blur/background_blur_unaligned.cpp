@@ -138,7 +138,7 @@ class SmoothMask {
     if (route_ == Route::kAsItIs) return;
     smooth_rows_.Row(height_ - 1);
     QmxImage half = PlaneImage(half_);
-    Resize(PlaneImage(smooth_), route_ == Route::kHalfAndDouble ? half : full_size);
+    Resize(PlaneImage(smooth_), route_ == Route::kHalfAndDouble ? half : full_size, kBlankMask);
   }
 
   const uint8_t* Row(int y) {

@@ -5,6 +5,8 @@
 
 #include <qmx/qmx_image.h>
 
+#include <cstdint>
+
 #include "blur/image_buffer.h"
 
 namespace pexo {
@@ -13,10 +15,14 @@ namespace pexo {
 QmxImage PlaneImage(const ImageBuffer& plane);
 QmxImage LumaImage(const QmxImage& frame);
 
-// Scales `source` bilinearly to the size of `destination`; both have one plane, or both are frames. The image library's
-// answer does not stop a composite: where it fails, each pixel takes the nearest one of the source instead. The picture
-// is then coarser, but what it should hide stays hidden, and no byte of it comes from memory that nobody wrote.
-void Resize(const QmxImage& source, QmxImage& destination);
+// What stands where a resize has brought nothing: mid-grey for luma and for chroma, and a mask without a person, so
+// that the picture shows nothing that it should hide.
+inline constexpr uint8_t kBlankPicture = 128;
+inline constexpr uint8_t kBlankMask = 0;
+
+// Scales `source` bilinearly to the size of `destination`; both have one plane, or both are frames. What the image
+// library answers is not looked at. A plane that it leaves as it was is `blank` all over afterwards.
+void Resize(const QmxImage& source, QmxImage& destination, uint8_t blank);
 
 }  // namespace pexo
 

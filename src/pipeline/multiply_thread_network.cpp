@@ -22,7 +22,7 @@ int32_t MultiplyThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
   ThreadData* const result = frames.WaitForTurn();
   if (result == nullptr) {
     frames.Exchange(std::move(entry));
-    FillWithPerson(output);
+    FillMask(output, kPerson);
     return kNetworkOk;
   }
 
@@ -46,7 +46,7 @@ int32_t MultiplyThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
     });
   }
   if (!shaped) {
-    FillWithPerson(output);
+    FillMask(output, kPerson);
     params.foreground_fraction = 1;
   }
   post_ms += ElapsedMilliseconds(shape_start, WallClock());

@@ -29,7 +29,7 @@ int32_t SequenceThreadNetwork::Process(QmxImage& frame, FrameParams& params, Qmx
   if (result->has_mask) {
     ConvertImage(output, result->mask);
   } else {
-    FillWithPerson(output);
+    FillMask(output, kPerson);
   }
   Recycle(std::move(result));
   return kNetworkOk;
@@ -44,6 +44,7 @@ int32_t SequenceThreadNetwork::Uninit() {
 uint32_t SequenceThreadNetwork::PredictFrame(Network& worker, ThreadData& entry) {
   const timeval start = WallClock();
   if (!RunModel(worker, entry)) return kFinished;
+  FillMask(entry.mask, kNobody);  // it may have to be scaled, and the image library may do nothing
   const int32_t status = worker.PostProcess(entry.params, entry.mask);
   if (status >= 1) PEXO_LOG("Fail to postprocess in thread and ret value = %d", static_cast<int>(status));
   entry.has_mask = status < 1;

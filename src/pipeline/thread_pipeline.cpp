@@ -91,9 +91,9 @@ bool ThreadPipeline::RunModel(Network& worker, ThreadData& entry) {
   return status < 1;
 }
 
-void FillWithPerson(QmxImage& mask) {
+void FillMask(QmxImage& mask, uint8_t level) {
   if (mask.plane[0] == nullptr) return;
-  std::memset(mask.plane[0], 255, static_cast<size_t>(mask.width) * static_cast<size_t>(mask.height));
+  std::memset(mask.plane[0], level, static_cast<size_t>(mask.width) * static_cast<size_t>(mask.height));
 }
 
 }  // namespace pexo

@@ -82,8 +82,10 @@ void LogExceptions(const Step& step) try {
   PEXO_LOG("Exception in thread!");
 }
 
-// The mask of a frame that has none: the whole picture counts as person.
-void FillWithPerson(QmxImage& mask);
+// Masks of one level. A frame that has no mask counts as person, the whole picture.
+inline constexpr uint8_t kNobody = 0;
+inline constexpr uint8_t kPerson = 255;
+void FillMask(QmxImage& mask, uint8_t level);
 
 }  // namespace pexo
 

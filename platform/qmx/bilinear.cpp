@@ -28,16 +28,16 @@ constexpr int kWindowBytes = 16;  // that a table lookup reaches
 class Places {
  public:
   Places(int source_size, int size)
-      : step_((((int64_t{source_size} << 33) / size) + 1) >> 1), last_((source_size - 1) << 15) {}
+      : step_((((int64_t{source_size} << 33) / size) + 1) >> 1), last_((int64_t{source_size} - 1) << 15) {}
 
-  int32_t operator[](int index) const {
+  int64_t operator[](int index) const {
     const int64_t place = ((2 * index + 1) * step_ - (int64_t{1} << 32) + (1 << 17)) >> 18;
-    return static_cast<int32_t>(std::clamp<int64_t>(place, 0, last_));
+    return std::clamp<int64_t>(place, 0, last_);
   }
 
  private:
   int64_t step_;
-  int32_t last_;
+  int64_t last_;
 };
 
 // Samples between two rows are kept in 1/128 of a level, and half a level more for the rounding to come: 64 to 32704,
@@ -147,9 +147,9 @@ class Strip {
     const Places places(source.width, destination.width);
     WithChannels([&](auto channels) {
       for (int x = 0, lane = 0; x < width; ++x) {
-        const int32_t place = places[first + x];
+        const int64_t place = places[first + x];
         for (int channel = 0; channel < channels; ++channel, ++lane) {
-          left_[lane] = (place >> 15) * channels + channel;
+          left_[lane] = static_cast<int32_t>(place >> 15) * channels + channel;
           weight_[lane] = static_cast<int16_t>(place & 0x7FFF);
         }
       }
@@ -166,10 +166,11 @@ class Strip {
   void Scale(bool blend_rows) {
     const Places places(source_.height, destination_.height);
     for (int y = 0; y < destination_.height; ++y) {
-      const int32_t place = blend_rows ? places[y] : (places[y] + 0x4000) & ~0x7FFF;
-      const int32_t weight = place & 0x7FFF;
-      const int16_t* top = ScaledRow(place >> 15);
-      const int16_t* bottom = weight == 0 ? top : ScaledRow((place >> 15) + 1);
+      const int64_t place = blend_rows ? places[y] : (places[y] + 0x4000) & ~int64_t{0x7FFF};
+      const auto row = static_cast<int>(place >> 15);
+      const auto weight = static_cast<int32_t>(place & 0x7FFF);
+      const int16_t* top = ScaledRow(row);
+      const int16_t* bottom = weight == 0 ? top : ScaledRow(row + 1);
       BlendRows(top, bottom, weight, lanes_, destination_.Row(y) + first_);
     }
   }
@@ -185,7 +186,7 @@ class Strip {
   bool FitsWindow() const {
     if (row_bytes_ < kWindowBytes) return false;
     const int pixels = window_lanes_ / channels_ + (window_lanes_ % channels_ == 0 ? 0 : 2);
-    return ((pixels - 1) * source_.width / destination_.width + 3) * channels_ <= kWindowBytes;
+    return (int64_t{pixels - 1} * source_.width / destination_.width + 3) * channels_ <= kWindowBytes;
   }
 
   // Windows begin with a pixel, or end with the row.

@@ -19,7 +19,7 @@ struct Plane {
   uint8_t* Row(int64_t y) const { return data + y * stride; }
 };
 
-// Scales between planes of as many channels, with sides up to 32767. A destination pixel takes its centre's place in
+// Scales between planes of as many channels, with sides below 2^30. A destination pixel takes its centre's place in
 // the source, in 1/32768 of a pixel from the centre of the first, held within the picture:
 //     step = round(2^32 * source side / destination side)
 //     place(i) = clamp(floor(((2 i + 1) step - 2^32 + 2^17) / 2^18), 0, 32768 (source side - 1))

@@ -11,8 +11,8 @@
 namespace pexo::qmx {
 namespace {
 
-// The scalers' fixed-point places reach no further.
-constexpr int32_t kMaxScalableSize = 32767;
+// The scalers' fixed-point places reach no further. A frame of which every plane can be addressed is always smaller.
+constexpr int32_t kMostSide = (1 << 30) - 1;
 
 void CopyRows(const Plane& source, const Plane& destination) {
   const auto row_bytes = static_cast<std::size_t>(source.width) * source.channels;
@@ -58,7 +58,7 @@ void ScaleByMean(const Plane& source, const Plane& destination) {
     const Cover rows(y, source.height, destination.height);
     for (int i = 0; i < destination.width * channels; ++i) {
       const Cover columns(i / channels, source.width, destination.width);
-      int64_t sum = area / 2;  // at most 255.5 * 32767^2
+      int64_t sum = area / 2;  // at most 255.5 * 2^31
       for (int64_t row = rows.first; row <= rows.last; ++row) {
         const uint8_t* samples = source.Row(row) + i % channels;
         int64_t row_sum = 0;
@@ -96,7 +96,7 @@ extern "C" [[gnu::visibility("default")]] int32_t qmxResize(const QmxImage* sour
   if (!IsUsable(source) || !IsUsable(destination) || source->format != destination->format) return kBadArgument;
   if (interpolation < QMX_INTERPOLATION_NEAREST || interpolation > QMX_INTERPOLATION_BOX) return kBadArgument;
   for (const QmxImage* image : {source, static_cast<const QmxImage*>(destination)}) {
-    if (image->width > kMaxScalableSize || image->height > kMaxScalableSize) return kBadArgument;
+    if (image->width > kMostSide || image->height > kMostSide) return kBadArgument;
   }
   const FormatLayout layout = LayoutOf(source->format);
   for (int plane = 0; plane < layout.plane_count; ++plane) {

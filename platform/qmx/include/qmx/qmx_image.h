@@ -50,17 +50,17 @@ QmxImage qmxImageCreate(int32_t width, int32_t height, int32_t format);
 int32_t qmxImageFree(QmxImage* image);
 
 /* Scales `source` to the size of `destination`, which must not share memory with it. Both have the same format, and
- * sizes up to 32767. `interpolation`:
+ * sides below 2^30. `interpolation`:
  *   0  nearest: the pixel in which the centre of the destination pixel lies;
  *   1  linear: as 2 horizontally, the nearest row vertically;
  *   2  bilinear: between the two by two pixels around that centre, beyond the outermost centres the outermost pixels;
  *   3  box: the mean of what the destination pixel covers, parts of pixels counted by their area, rounded.
  * A pixel's centre is half a pixel from its edges, whether the picture grows or shrinks, so edges stay in their place.
- * 1 and 2 come within 0.52 levels of the exact value, and are rounded exactly (halves up) where the source is an even
- * number of times as large in both directions: halving is the rounded mean of each 2x2 block, a quarter that of the
- * middle 2x2 of each 4x4. Equal sizes copy. The bytes are the same on every processor. No memory is needed but about
- * 32 KB of the stack. Returns 0, or non-zero and leaves the destination as it was: an image that is not acceptable,
- * sizes above 32767, different formats, an unknown interpolation. */
+ * 1 and 2 come within 0.52 levels of the exact value (with sides up to 100000), and are rounded exactly (halves up)
+ * where the source is an even number of times as large in both directions: halving is the rounded mean of each 2x2
+ * block, a quarter that of the middle 2x2 of each 4x4. Equal sizes copy. The bytes are the same on every processor. No
+ * memory is needed but about 32 KB of the stack. Returns 0, or non-zero and leaves the destination as it was: an image
+ * that is not acceptable, longer sides, different formats, an unknown interpolation. */
 int32_t qmxResize(const QmxImage* source, QmxImage* destination, int32_t interpolation);
 
 /* Colour conversions between images of one even size, in full-range BT.601 (the matrix of JPEG files). From NV21 they

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
 namespace pexo::compositor {
 namespace {
@@ -24,8 +25,10 @@ size_t Bytes(int count) {
 }  // namespace
 
 void CheckFrame(const ConstFrame& frame) {
-  if (frame.width < 2 || frame.height < 2 || frame.width % 2 != 0 || frame.height % 2 != 0) {
-    throw std::invalid_argument("a frame's width and height must be even and at least 2");
+  for (const int side : {frame.width, frame.height}) {
+    if (side < 2 || side > kMaxSide || side % 2 != 0) {
+      throw std::invalid_argument("a frame's width and height must be even and 2 to " + std::to_string(kMaxSide));
+    }
   }
   const bool interleaved = IsInterleaved(frame.layout);
   for (int i = 0; i < (interleaved ? 2 : 3); ++i) {

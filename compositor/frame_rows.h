@@ -13,7 +13,7 @@ inline constexpr bool IsInterleaved(Layout layout) {
   return layout == Layout::kNv12 || layout == Layout::kNv21;
 }
 
-// Throws std::invalid_argument: sizes that are not even or below 2, a missing plane, a stride below a row.
+// Throws std::invalid_argument: sizes that are not even and 2 to kMaxSide, a missing plane, a stride below a row.
 void CheckFrame(const ConstFrame& frame);
 
 struct ChromaRow {

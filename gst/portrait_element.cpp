@@ -21,7 +21,7 @@ namespace {
 enum class Fail { kCard, kError };
 
 constexpr const char* kFormats = "{ NV12, NV21, I420, YV12 }";
-constexpr int kMaxSize = 32766;  // the scaler's
+constexpr int kMaxSize = pexo::compositor::kMaxSide;
 
 // Every byte of a card: a plain grey, in any of the formats and ranges.
 constexpr guint8 kCardLevel = 128;

@@ -12,7 +12,7 @@ namespace pexo::qmx {
 namespace {
 
 // The scalers' fixed-point places reach no further. A frame of which every plane can be addressed is always smaller.
-constexpr int32_t kMostSide = (1 << 30) - 1;
+constexpr int32_t kMaxSide = (1 << 30) - 1;
 
 void CopyRows(const Plane& source, const Plane& destination) {
   const auto row_bytes = static_cast<std::size_t>(source.width) * source.channels;
@@ -96,7 +96,7 @@ extern "C" [[gnu::visibility("default")]] int32_t qmxResize(const QmxImage* sour
   if (!IsUsable(source) || !IsUsable(destination) || source->format != destination->format) return kBadArgument;
   if (interpolation < QMX_INTERPOLATION_NEAREST || interpolation > QMX_INTERPOLATION_BOX) return kBadArgument;
   for (const QmxImage* image : {source, static_cast<const QmxImage*>(destination)}) {
-    if (image->width > kMostSide || image->height > kMostSide) return kBadArgument;
+    if (image->width > kMaxSide || image->height > kMaxSide) return kBadArgument;
   }
   const FormatLayout layout = LayoutOf(source->format);
   for (int plane = 0; plane < layout.plane_count; ++plane) {

@@ -127,7 +127,8 @@ TEST(Frames, WrongOnesAreRefused) {
   const TestFrame frame(8, 8);
   for (const auto spoil : std::initializer_list<void (*)(ConstFrame&)>{
            [](ConstFrame& f) { f.width = 7; }, [](ConstFrame& f) { f.height = 0; },
-           [](ConstFrame& f) { f.plane[2] = nullptr; }, [](ConstFrame& f) { f.stride[0] = 7; }}) {
+           [](ConstFrame& f) { f.height = 32768; }, [](ConstFrame& f) { f.plane[2] = nullptr; },
+           [](ConstFrame& f) { f.stride[0] = 7; }}) {
     ConstFrame wrong = frame.input();
     spoil(wrong);
     EXPECT_THROW(CheckFrame(wrong), std::invalid_argument);

@@ -9,12 +9,14 @@ extern "C" {
 #include <libavutil/parseutils.h>
 }
 
+#include <pexo/compositor/frame.h>
+
 #include "common/failure.h"
 
 namespace pexo::portrait {
 namespace {
 
-constexpr int kMaxSize = 32766;  // the image library's scaler's
+constexpr int kMaxSize = compositor::kMaxSide;
 
 }  // namespace
 

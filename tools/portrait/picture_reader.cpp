@@ -10,13 +10,15 @@
 #include <system_error>
 #include <vector>
 
+#include <pexo/compositor/frame.h>
+
 #include "common/failure.h"
 #include "common/file.h"
 
 namespace pexo::portrait {
 namespace {
 
-constexpr int kMaxSize = 32767;                                              // the image library's scaler's
+constexpr int kMaxSize = compositor::kMaxSide;
 constexpr std::size_t kMaxBytes = INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE;  // a packet's
 
 std::string_view Text(const std::vector<uint8_t>& bytes) {

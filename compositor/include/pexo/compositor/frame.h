@@ -16,9 +16,12 @@ enum class Range { kFull, kLimited };  // luma 0 to 255 or 16 to 235
 
 enum class Matrix { kBt601, kBt709 };
 
-// A view: nothing is owned. Width and height are even and from 2 up; a chroma plane has half the rows, with width / 2
-// bytes in each (three planes) or width bytes (two). Strides are bytes from row to row, at least a row's bytes. Luma is
-// taken to lie around the chroma samples' centres, as in JPEG files.
+// Of a frame's width and height, in pixels: the scaler reaches no further.
+inline constexpr int kMaxSide = 32766;
+
+// A view: nothing is owned. Width and height are even and 2 to kMaxSide; a chroma plane has half the rows, with width
+// / 2 bytes in each (three planes) or width bytes (two). Strides are bytes from row to row, at least a row's bytes. Luma
+// is taken to lie around the chroma samples' centres, as in JPEG files.
 template <typename Byte>
 struct BasicFrame {
   int width = 0;

@@ -8,8 +8,6 @@
 namespace pexo::test {
 namespace {
 
-const Model kLandscape{PEXO_MODELS_DIR "/MoviePortraitSmallWide.dlc", 256, 144};
-
 TestFrame PhotographFrame(int width, int height) {
   TestFrame frame(width, height);
   std::ranges::copy(
@@ -32,9 +30,7 @@ TestFrame Widened(const TestFrame& source, int width, int shift = 0) {
 // Masks frame by frame, as a film's.
 class Masks {
  public:
-  Masks(const Model& model, Edges edges, double calm) : segmenter_(model, 0), composer_(edges, calm, 0) {
-    composer_.backdrop().Set(Grey{});
-  }
+  explicit Masks(double calm) : composer_(Edges::kPicture, calm, 0) { composer_.backdrop().Set(Grey{}); }
   Plane<uint8_t> Next(const TestFrame& frame) {
     segmenter_.Segment(frame.input(), segmentation_);
     composer_.Compose(frame.input(), segmentation_, Copy(frame).view());
@@ -42,7 +38,7 @@ class Masks {
   }
 
  private:
-  Segmenter segmenter_;
+  Segmenter segmenter_{{PEXO_MODELS_DIR "/MoviePortraitSmallWide.dlc", 256, 144}, 0};
   Segmentation segmentation_;
   Composer composer_;
 };
@@ -52,7 +48,7 @@ TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
   // Still: noise alone moves the masks.
   double squares[2] = {}, crossings[2] = {};
   for (const int calm : {0, 1}) {
-    Masks masks(kLandscape, Edges::kPicture, calm);
+    Masks masks(calm);
     Plane<uint8_t> last;
     for (uint32_t i = 0; i < 20; ++i) {
       const TestFrame frame = Widened(photograph, 1280);
@@ -72,8 +68,7 @@ TEST(Photograph, CalmTakesTheFlickerAndLeavesTheMotion) {
   EXPECT_LE(crossings[1] / crossings[0], 0.40);
 
   // A pan, and a cut to the mirrored picture.
-  Masks calmed(kLandscape, Edges::kPicture, 1), alone(kLandscape, Edges::kPicture, 0),
-      uncalmed(kLandscape, Edges::kPicture, 0);
+  Masks calmed(1), alone(0), uncalmed(0);
   double loss = 0;
   constexpr int kFrames = 10;
   for (int i = 0; i < kFrames; ++i) {

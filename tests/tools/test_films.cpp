@@ -5,12 +5,15 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <tuple>
 #include <utility>
 
 #include "tests/support/handle.h"
 #include "tests/tools/films.h"
+#include "tools/media/film_reader.h"
+#include "tools/portrait/progress.h"
 
 namespace pexo::test {
 namespace {
@@ -24,14 +27,9 @@ void MakeTalk(const std::string& name, const std::string& words = "", const std:
          filter + "' -t 5 " + words + " " + name);
 }
 
-// The program's exit status and what it says on standard error.
-struct Outcome {
-  int status;
-  std::string words;
-};
-Outcome Shell(const std::string& command) {
-  const int status = WEXITSTATUS(std::system((kAMinute + "sh -c '" + command + "' 2>../err").c_str()));
-  return {status, ReadFile("../err")};
+// The exit status; what was said on standard error is in ../err.
+int Shell(const std::string& command) {
+  return WEXITSTATUS(std::system((kAMinute + "sh -c '" + command + "' 2>../err").c_str()));
 }
 
 // Each film through the nine functions, as an application would use them.
@@ -70,22 +68,19 @@ TEST_F(PortraitFilms, FramesTimesAndSoundStay) {
            "settb=1/1000,setpts=PTS+4*mod(N\\,3)");
   MakeTalk("in.mkv", "-c:v libx264 -preset ultrafast -c:a libopus -frames:v 40 -t 1.3");
   Ffmpeg("-f lavfi -i testsrc2=s=64x48:r=7:d=0.6 moving.mp4");
-  const std::string cases[][3] = {{"--effect colour", "in.mp4", "out.mp4"},
-                                  {"--effect blur", "in.mp4", "out.mov"},
-                                  {"--effect mask", "in.mp4", "out.mp4"},
-                                  {"--background blur:50", "in.mp4", "out.mp4"},
-                                  {"--background grey --edges model", "in.mp4", "out.mp4"},
-                                  {"--background \\#102030 --calm 0", "in.mp4", "out.mov"},
-                                  {"--background in.png", "in.mp4", "out.mp4"},
-                                  {"--background moving.mp4", "in.mp4", "out.mp4"},
-                                  {"--background none", "in.mp4", "out.mov"},
-                                  {"--background none", "in.mkv", "out.webm"}};
+  const std::string cases[][3] = {
+      {"--effect colour", "in.mp4", "out.mp4"},         {"--effect blur", "in.mp4", "out.mov"},
+      {"--background blur:50", "in.mp4", "out.mp4"},    {"--background in.png", "in.mp4", "out.mp4"},
+      {"--background moving.mp4", "in.mp4", "out.mp4"}, {"--background none", "in.mp4", "out.mov"},
+      {"--background none", "in.mkv", "out.webm"}};
   for (const auto& [options, input, output] : cases) {
     EXPECT_EQ(Portrait("--quiet " + options + " " + input + " " + output, 0, ""), "");
     EXPECT_EQ(FrameTimes(output), FrameTimes(input)) << options;
     EXPECT_EQ(Sound(output), Sound(input)) << options;
   }
-  // A broadcast begins at any time of day.
+  // Sound that begins before the picture does not move it; a broadcast begins at any time of day.
+  EXPECT_EQ(Portrait("--quiet in.mp4 out.mkv", 0, ""), "");
+  EXPECT_EQ(FrameTimes("out.mkv"), FrameTimes("in.mp4"));
   MakeTalk("in.ts", "-an -c:v mpeg2video -frames:v 3 -output_ts_offset 3600");
   EXPECT_EQ(Portrait("--quiet in.ts out.mp4", 0, ""), "");
   EXPECT_EQ(FrameTimes("out.mp4"), "0.000000\n0.033333\n0.066667\n");
@@ -154,22 +149,35 @@ TEST_F(PortraitFilms, APartBeginsAtItsFirstFrame) {
   EXPECT_NEAR(static_cast<double>(std::ranges::count(sound, '\n')), 0.5 * 44100 / 1024, 1);
   EXPECT_EQ(Portrait("--quiet --from 3 in.mp4 none.mkv", 1, "in.mp4: --from is past the end"), "");
   EXPECT_EQ(Portrait("--quiet --from 1.51 --to 1.52 in.mp4 none.mkv", 1, "no frame lies between --from and --to"), "");
+  media::Stop stop;
+  EXPECT_EQ(media::FilmReader({"in.mp4", "", 1'500'000, 2'000'000}, stop).EstimateFrameCount(), 15);
+  EXPECT_EQ(media::FilmReader({"in.mp4", "", {}, {}}, stop).EstimateFrameCount(), 90);
   EXPECT_EQ(Portrait("--quiet --size 64x64 in.mp4 out.mp4", 0, ""), "");
   EXPECT_EQ(Probe("out.mp4", "-select_streams v -show_entries stream=width,height,sample_aspect_ratio,nb_frames"),
             "64,64,2:1,90\n");
 }
 
+TEST(PortraitProgress, CountsDown) {
+  const auto start = std::chrono::steady_clock::now();
+  testing::internal::CaptureStderr();
+  portrait::Progress shown(true, 1290), quiet(false, 1290);
+  for (int i = 0; i <= 60; ++i) {
+    for (portrait::Progress* progress : {&shown, &quiet})
+      progress->CountFrame(start + i * std::chrono::milliseconds(100));
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "frame 51 of 1290, 10.0 a second, 2:04 left\n");
+}
+
 // The colour effect changes no luma at all.
 TEST_F(PortraitFilms, SizesRangesAndMatricesStay) {
-  const char* const cases[][3] = {{"yuv420p", "160:120",
-                                   "-color_range tv -colorspace bt709 -color_primaries bt470bg -color_trc iec61966-2-1 "
-                                   "-chroma_sample_location topleft"},
-                                  {"yuv420p", "97:75", "-color_range pc -colorspace smpte170m"},
-                                  {"yuv422p", "98:75", "-color_range tv"},
-                                  {"yuv444p", "97:76", "-color_range pc -aspect 2"},
-                                  {"yuv444p", "2:2", "-frames:v 2"},
-                                  {"nv12", "64:48", "-c:v rawvideo -frames:v 1"},
-                                  {"yuv420p", "64:64", "-frames:v 1"}};
+  const char* const cases[][3] = {
+      {"yuv420p", "160:120", "-colorspace bt709 -color_primaries film -color_trc log100 -chroma_sample_location top"},
+      {"yuv420p", "97:75", "-color_range pc -colorspace smpte170m"},
+      {"yuv422p", "98:75", "-color_range tv"},
+      {"yuv444p", "97:76", "-color_range pc -aspect 2"},
+      {"yuv444p", "2:2", "-frames:v 2"},
+      {"nv12", "64:48", "-c:v rawvideo -frames:v 1"},
+  };
   for (const auto& [pixels, size, words] : cases) {
     Ffmpeg(std::string("-f lavfi -i testsrc2=s=160x120:r=30:d=0.2 -vf format=yuv444p,crop=") + size +
            ":exact=1,setsar=1 -c:v ffv1 -pix_fmt " + pixels + " " + words + " in.mkv");
@@ -223,9 +231,8 @@ TEST_F(PortraitFilms, QualityIsInTheEncodersOwnMeasure) {
 // A telephone's film lies on its side, and says so.
 TEST_F(PortraitFilms, StoredRotationIsFollowedAndKept) {
   MakeTalk("upright.mp4", "-an -frames:v 2 -crf 5", "setsar=4/3");
-  EXPECT_EQ(Portrait("--quiet --background white --mask-out upright_mask.mp4 --codec ffv1 upright.mp4 out.mkv", 0, ""),
-            "");
-  const std::string upright = RawFrames("upright_mask.mp4", "gray");
+  EXPECT_EQ(Portrait("--quiet --background white --mask-out up.mp4 --codec ffv1 upright.mp4 out.mkv", 0, ""), "");
+  const std::string upright = RawFrames("up.mp4", "gray");
   const std::string filters[] = {"transpose=cclock", "vflip,hflip", "transpose=clock"};
   for (int turns = 1; turns <= 3; ++turns) {
     // The tag counts the other way round.
@@ -251,6 +258,8 @@ TEST_F(PortraitFilms, TransparencyIsTheMaskAndFilmsBehindGoOn) {
     Ffmpeg(std::string(decoder) + " -i " + output + " -vf extractplanes=a -c:v ffv1 -pix_fmt gray alpha.mkv");
     EXPECT_LE(MeanDifference(RawFrames("alpha.mkv", "gray"), RawFrames("mask.mkv", "gray")), 2) << output;
   }
+  EXPECT_EQ(Portrait("--quiet --calm 0 --mask-out uncalmed.mkv in.mp4 out.mkv", 0, ""), "");
+  EXPECT_TRUE(RawFrames("uncalmed.mkv", "gray") != RawFrames("mask.mkv", "gray"));
   // Three pictures of a tenth of a second each, round and round.
   Ffmpeg("-f lavfi -i color=s=16x16:r=10:d=0.3,geq=lum=50+50*N:cb=128:cr=128 -c:v ffv1 -pix_fmt yuv420p moving.mkv");
   MakeTalk("in.mkv", "-frames:v 21 -an -c:v ffv1 -pix_fmt yuv420p");
@@ -273,7 +282,6 @@ TEST_F(PortraitFilms, WhatCannotBecomeAFilmIsRefused) {
       {"kept.mp4 out.mp4", 1, "kept.mp4: not a picture or a film"},
       {"absent.mp4 kept.mp4", 1, "absent.mp4: "},
       {"in.mp4 absent/out.mp4", 1, "absent/out.mp4: cannot be written"},
-      {"in.mp4 out.png", 1, "in.mp4: not a PNG"},
       {"--model absent.dlc in.mp4 kept.mp4", 1, "absent.dlc: "},
       {"in.mp4 same.mp4", 2, "same.mp4: "},
       {"--background in.mp4 hdr.mkv same.mp4", 2, "same.mp4: "},
@@ -292,10 +300,9 @@ TEST_F(PortraitFilms, OfATruncatedFilmTheBeginningIsRendered) {
     if (name != "whole.mp4") Ffmpeg("-i whole.mp4 -bf 0 " + name);
     const std::string whole = ReadFile(name);
     WriteFile("in.dat", whole.substr(0, whole.size() * 6 / 10));
-    const Outcome outcome = Shell("\"" PEXO_PORTRAIT "\" --quiet in.dat out.mkv");
-    EXPECT_EQ(outcome.status, 1) << name;
-    EXPECT_TRUE(outcome.words.starts_with("portrait: in.dat: ") && outcome.words.ends_with(" frames are written\n"))
-        << name << outcome.words;
+    EXPECT_EQ(Shell("\"" PEXO_PORTRAIT "\" --quiet in.dat out.mkv"), 1) << name;
+    const std::string err = ReadFile("../err");
+    EXPECT_TRUE(err.starts_with("portrait: in.dat: ") && err.ends_with(" frames are written\n")) << name << err;
     const int frames =
         std::stoi(Probe("out.mkv", "-select_streams v -count_frames -show_entries stream=nb_read_frames"));
     EXPECT_TRUE(frames > 0 && frames < 60) << name << frames;
@@ -321,13 +328,13 @@ TEST_F(PortraitFilms, AnInterruptedFilmPlaysUpToThere) {
   WriteFile("out.mkv", "an older one");
   ::mkfifo("pipe", 0600);
   // The program is waiting for more when the signal comes, or soon will be.
-  const Outcome outcome = Shell(
-      "\"" PEXO_FFMPEG "\" -v quiet -stream_loop -1 -i in.nut -c copy -f nut - >pipe & writer=$!; \"" PEXO_PORTRAIT
-      "\" --quiet --codec rawvideo - out.mkv <pipe & "
-      "until [ -n \"$(find . -name \".part-*\" -size +0)\" ]; do sleep 0.05; done; "
-      "kill -STOP $writer; kill -INT $!; wait $!; status=$?; kill -KILL $writer; exit $status");
-  EXPECT_EQ(outcome.status, 130);
-  EXPECT_TRUE(outcome.words.find("interrupted: ") != std::string::npos) << outcome.words;
+  const int status = Shell("\"" PEXO_FFMPEG
+                           "\" -v quiet -stream_loop -1 -i in.nut -c copy -f nut - >pipe & writer=$!; \"" PEXO_PORTRAIT
+                           "\" --quiet --codec rawvideo - out.mkv <pipe & "
+                           "until [ -n \"$(find . -name \".part-*\" -size +0)\" ]; do sleep 0.05; done; "
+                           "kill -STOP $writer; kill -INT $!; wait $!; status=$?; kill -KILL $writer; exit $status");
+  EXPECT_EQ(status, 130);
+  EXPECT_NE(ReadFile("../err").find("interrupted: "), std::string::npos) << ReadFile("../err");
   EXPECT_GT(std::stoi(Probe("out.mkv", "-select_streams v -count_frames -show_entries stream=nb_read_frames")), 0);
   EXPECT_EQ(Files(), "in.nut\nin.png\nout.mkv\npipe\n");
 }

@@ -21,27 +21,26 @@ Progress::~Progress() {
   Clear();
 }
 
-void Progress::CountFrame() {
-  const Clock::time_point now = Clock::now();
-  if (++frames_ == 1) first_frame_ = now;
+void Progress::CountFrame(Clock::time_point now) {
+  if (++frames_ == 1) first_frame_ = last_shown_ = now;
   if (!is_shown_) return;
   if (now - last_shown_ < (is_terminal_ ? kTerminalInterval : kLineInterval)) return;
   last_shown_ = now;
   const std::lock_guard lock(mutex_);
   Clear();
-  std::fprintf(stderr, is_terminal_ ? "%s" : "%s\n", Line().c_str());
+  std::fprintf(stderr, is_terminal_ ? "%s" : "%s\n", Line(now).c_str());
   has_line_ = is_terminal_;
 }
 
-double Progress::FramesPerSecond() const {
+double Progress::FramesPerSecond(Clock::time_point now) const {
   if (frames_ < 2) return 0;
-  return static_cast<double>(frames_ - 1) / std::chrono::duration<double>(Clock::now() - first_frame_).count();
+  return static_cast<double>(frames_ - 1) / std::chrono::duration<double>(now - first_frame_).count();
 }
 
-std::string Progress::Line() const {
-  const double rate = FramesPerSecond();
+std::string Progress::Line(Clock::time_point now) const {
+  const double rate = FramesPerSecond(now);
   char text[160];
-  if (expected_ < frames_ || rate <= 0) {
+  if (expected_ < frames_) {
     std::snprintf(text, sizeof text, "frame %" PRId64 ", %.1f a second", frames_, rate);
   } else {
     const auto left = static_cast<int64_t>(static_cast<double>(expected_ - frames_) / rate + 0.5);

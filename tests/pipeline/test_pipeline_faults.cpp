@@ -2,6 +2,7 @@
 // What goes wrong inside a pipeline stays with the frame it happened to. A wake-up that is lost ends in the time limit.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -15,7 +16,7 @@
 
 namespace {
 
-int32_t refused_format = 0;  // an image of this format is freed, and the answer says that it is not
+std::atomic<int32_t> refused_format = 0;  // an image of this format is freed, and the answer says that it is not
 
 }  // namespace
 

@@ -10,8 +10,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -30,13 +28,12 @@ bool Until(Condition condition) {
   return condition();
 }
 
-// A program that ends with the test at the latest.
+// A program that ends with the test at the latest: with the thread that started it, to be exact.
 class Program {
  public:
   // `errors`: a file for its standard error; none: the test's.
   explicit Program(std::vector<std::string> words, const std::string& errors = "") {
-    words.insert(words.begin(),
-                 {"timeout", "--foreground", "--signal=KILL", std::getenv("PEXO_LIVE_ROUNDS") ? "1200" : "120"});
+    words.insert(words.begin(), {"setpriv", "--pdeathsig", "KILL"});
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
@@ -47,20 +44,13 @@ class Program {
     }
     const int status = ::posix_spawnp(&id_, arguments[0], &actions, nullptr, arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
-    if (status != 0) throw std::runtime_error(words[4]);
+    if (status != 0) throw std::runtime_error(words[3]);
   }
   ~Program() { End(); }
   Program(Program&& other) noexcept : id_(std::exchange(other.id_, -1)) {}
   Program(const Program&) = delete;
 
-  // Of the program itself, not of the one that limits its time.
-  std::string Id() const {
-    const std::string id = std::to_string(id_);
-    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
-    std::string child;
-    children >> child;
-    return child;
-  }
+  pid_t id() const { return id_; }
 
   // SIGTERM, or nothing for a program that ends by itself; returns the exit status.
   int End(int signal = SIGTERM) {

@@ -103,7 +103,7 @@ TEST_F(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
     ASSERT_TRUE(Until([] { return IsOpen(kCamera); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
-  const pid_t id = std::stoi(program.Id());
+  const pid_t id = program.id();
   ::kill(id, SIGSTOP);
   for (auto& reader : readers) reader.reset();
   ::kill(id, SIGCONT);

@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <thread>
 
@@ -40,7 +40,7 @@ class Daemon {
     ::unsetenv("PIPEWIRE_REMOTE");
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
     program_.emplace(std::vector<std::string>{"pipewire"});
-    if (!Until([this] { return std::filesystem::exists(folder_ + "/pipewire-0"); }))
+    if (!Until([] { return std::system("pw-link --output >/dev/null 2>&1") == 0; }))
       throw std::runtime_error("pipewire");
   }
   ~Daemon() {
@@ -62,16 +62,16 @@ class RoomCamera {
   RoomCamera()
       : output_(OpenPipeWireOutput("room", {kSize, 50, Picture::OfCard(test::RoomFrame(0, kSize.width, kSize.height))},
                                    [this](bool is_watched) { is_watched_ = is_watched; })),
-        thread_([this] {
+        sending_(std::async(std::launch::async, [this] {
           for (int64_t number = 0; !is_ending_; std::this_thread::sleep_for(milliseconds(20))) {
             if (!is_watched_) continue;
             output_->Show(
                 Picture::OfCard(test::RoomFrame(is_empty_ ? test::kNobody : number++, kSize.width, kSize.height)));
           }
-        }) {}
+        })) {}
   ~RoomCamera() {
     is_ending_ = true;
-    thread_.join();
+    EXPECT_NO_THROW(sending_.get());
   }
 
   bool is_watched() const { return is_watched_; }
@@ -80,7 +80,7 @@ class RoomCamera {
  private:
   std::atomic<bool> is_watched_ = false, is_empty_ = false, is_ending_ = false;
   std::unique_ptr<Output> output_;
-  std::thread thread_;
+  std::future<void> sending_;
 };
 
 // What a viewer can see.
@@ -111,22 +111,12 @@ class Viewer {
     const bool is_green = seen.corner_u < 100 && seen.corner_v < 100;
     const bool is_blue = seen.corner_u > 200;
     if (seen.number < 0) return is_blue ? Sight::kNobody : is_green ? Sight::kCardFile : Sight::kOther;
-    // They come in order, however many are left out.
-    const Time now = Clock::now();
-    const int step = (seen.number - number_ + test::kNumbers) % test::kNumbers;
-    if (now - last_ < std::chrono::seconds(1)) {
-      EXPECT_LT(step, test::kNumbers / 2);
-    }
-    last_ = now;
-    number_ = seen.number;
     return is_blue ? Sight::kBlueWall : is_green ? Sight::kGreenWall : Sight::kOther;
   }
 
   std::unique_ptr<Camera> camera_;
   media::FrameConverter converter_;
   Program link_;
-  int number_ = 0;  // seen last
-  Time last_{};
 };
 
 class PipeWire : public testing::Test {
@@ -172,11 +162,9 @@ class PipeWire : public testing::Test {
     ASSERT_TRUE(Until([this] { return std::filesystem::exists(Socket()); })) << Errors();
   }
 
-  // Whether the program ends well, and in time, and leaves nothing behind.
+  // Whether the program ends well, also beside a thread that hangs, and leaves nothing behind.
   void ExpectEnd() {
-    const Time start = Clock::now();
     EXPECT_EQ(program_->End(), 0) << Errors();
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));  // one, on a machine that is not busy
     EXPECT_FALSE(std::filesystem::exists(Socket()));
   }
 
@@ -189,17 +177,15 @@ class PipeWire : public testing::Test {
 
 // What a program has in use.
 struct Use {
-  explicit Use(const std::string& id) {
-    for (const auto& ignored : std::filesystem::directory_iterator("/proc/" + id + "/fd")) {
-      static_cast<void>(ignored);
-      ++descriptors;
-    }
+  explicit Use(pid_t id) {
+    const std::string folder = "/proc/" + std::to_string(id);
+    descriptors = std::distance(std::filesystem::directory_iterator(folder + "/fd"), {});
     int64_t all = 0;
-    std::ifstream("/proc/" + id + "/statm") >> all >> memory;
+    std::ifstream(folder + "/statm") >> all >> memory;
     memory *= ::getpagesize();
   }
 
-  int descriptors = 0;
+  std::ptrdiff_t descriptors = 0;
   int64_t memory = 0;  // bytes
 };
 
@@ -210,7 +196,6 @@ TEST_F(PipeWire, SleepsUntilSomebodyLooksAndNeverShowsTheRoom) {
   EXPECT_EQ(Program(Words({"live", "--model", PEXO_MODEL}), File("second")).End(0), 1);
   const char* count = std::getenv("PEXO_LIVE_ROUNDS");
   const int rounds = count == nullptr ? 3 : std::atoi(count);
-  Clock::duration closing{};
   std::optional<Use> before;
   for (int round = 0; round < rounds; ++round) {
     EXPECT_FALSE(room_->is_watched());
@@ -223,28 +208,14 @@ TEST_F(PipeWire, SleepsUntilSomebodyLooksAndNeverShowsTheRoom) {
       first->Look(Sight::kBlueWall, 20);
     }
     first.reset();
-    const Time start = Clock::now();
     EXPECT_TRUE(Until([this] { return !room_->is_watched(); })) << round;
-    closing = std::max(closing, Clock::now() - start);
-    if (round == 1) before.emplace(program_->Id());
+    if (round == 1) before.emplace(program_->id());
   }
-  EXPECT_TRUE(Until([&] { return Use(program_->Id()).descriptors <= before->descriptors; }));
-  const int64_t growth = Use(program_->Id()).memory - before->memory;
+  EXPECT_TRUE(Until([&] { return Use(program_->id()).descriptors <= before->descriptors; }));
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  EXPECT_LT(growth, 8 << 20);
+  EXPECT_LT(Use(program_->id()).memory - before->memory, 8 << 20);
 #endif
-  // Five times what is wanted, for machines that have other things to do.
-  EXPECT_LT(closing, std::chrono::seconds(5));
-  double opening = 0;
-  const std::string errors = Errors(), word = "open after ";
-  for (size_t at = 0; (at = errors.find(word, at)) != std::string::npos; at += word.size()) {
-    opening = std::max(opening, std::atof(errors.c_str() + at + word.size()));
-  }
-  EXPECT_GT(opening, 0) << errors;
-  EXPECT_LT(opening, 5 * 300);
-  std::printf("%d rounds: the camera open within %.1f ms, closed within %.0f ms; %d descriptors, %+.1f MB\n", rounds,
-              opening, std::chrono::duration<double, std::milli>(closing).count(), before->descriptors,
-              1e-6 * static_cast<double>(growth));
+  EXPECT_NE(Errors().find("open after "), std::string::npos) << Errors();
   ExpectEnd();
 }
 

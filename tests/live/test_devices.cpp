@@ -3,6 +3,7 @@
 // times slower than this one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,15 +48,11 @@ bool HasFormat(const std::string& device) {
   return static_cast<bool>(file >> format);
 }
 
-bool Exists(const std::string& file) {
-  return std::filesystem::exists(file);
-}
-
 Program Portrait(const std::string& camera) {
   std::filesystem::remove("/run/portrait.sock");
   Program program({"env", "LD_LIBRARY_PATH=" PEXO_FAKE_ENGINE_DIR, PEXO_PORTRAIT, "live", "--from", camera, "--to",
                    kLoopback, "--background", "blue", "--size", "320x180", "--model", PEXO_MODEL});
-  EXPECT_TRUE(Until([] { return Exists("/run/portrait.sock") && HasFormat(kLoopback); }));
+  EXPECT_TRUE(Until([] { return std::filesystem::exists("/run/portrait.sock") && HasFormat(kLoopback); }));
   return program;
 }
 
@@ -95,6 +92,13 @@ TEST_F(Devices, TheCameraIsOpenWhileSomebodyReadsAndNeverShowsTheRoom) {
     ExpectPictures([](const Seen&) { return IsOpen(kCamera); });
   }
   EXPECT_TRUE(Until([] { return !IsOpen(kCamera); }));
+
+  // What lies in the device now was shown before: the card, all grey.
+  ::kill(program.id(), SIGSTOP);
+  std::vector<uint8_t> left(kSize.width * kSize.height * 3 / 2);
+  EXPECT_EQ(::read(FileDescriptor(::open(kLoopback, O_RDONLY)).get(), left.data(), left.size()), std::ssize(left));
+  EXPECT_EQ(std::count(left.begin(), left.end(), left[0]), kSize.width * kSize.height);
+  ::kill(program.id(), SIGCONT);
 
   // Two readers leave at once, while the program cannot listen: the kernel tells it of one.
   std::optional<FileDescriptor> readers[2];

@@ -161,6 +161,23 @@ class Show {
   Time late_until_{};
 };
 
+// The second picture of somebody in half the light, and a little more.
+TEST(Renderer, AnotherCalmHoldsFromThenOn) {
+  fake::SetEngine(GoodEngine());
+  const compositor::Background wall = compositor::Colour{0, 0, 255};
+  const auto feed = [&](Time) { return &wall; };
+  Renderer renderer({.model = {test::kAnyModel, 64, 64}, .calm = 0, .has_worker = false}, {kWidth, kHeight}, feed);
+  int levels[3];
+  for (const int calm : {0, 1, 2}) {
+    renderer.Change(calm % 2, feed);
+    for (const uint8_t luma : {130, 131}) {
+      levels[calm] = renderer.Render({PlainFrame({kWidth, kHeight}, luma), kStart}).picture.frame().data[0][0];
+    }
+  }
+  EXPECT_NE(levels[0], levels[1]);
+  EXPECT_EQ(levels[0], levels[2]);
+}
+
 void ExpectPrivate(const Audience& audience) {
   EXPECT_EQ(audience.bare, 0);
   EXPECT_EQ(audience.stale, 0);
@@ -173,7 +190,9 @@ TEST(Privacy, HoldsForEveryFaultAtEveryCallInTurn) {
     Show show(1);
     for (int call = 0; call < 16; ++call) {
       for (int i = 0; i < call; ++i) show.Step(kNone);
+      const int64_t cards = show.audience().cards, failures = show.failures();
       show.Step(static_cast<Fault>(fault));
+      EXPECT_GE(show.audience().cards - cards, show.failures() - failures) << fault << ": not at once";
       // What it cannot do at once it does within half a second.
       const int64_t before = show.audience().shown;
       for (int i = 0; i < 17; ++i) show.Step(kNone);

@@ -60,8 +60,6 @@ class PipeWireCamera : public Camera {
     if (id != SPA_PARAM_Format) return;
     format_ = parameter == nullptr ? std::nullopt : ParseFormat(*parameter);
     if (!format_) return;
-    const auto [width, height] = format_->size;
-    if (width < 2 || height < 2 || width % 2 != 0 || height % 2 != 0) return format_.reset();  // no camera has those
     uint8_t bytes[512];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(bytes, sizeof bytes);
     const auto* buffers = static_cast<const spa_pod*>(

@@ -70,6 +70,7 @@ std::optional<VideoFormat> ParseFormat(const spa_pod& parameter) {
   spa_video_info_raw info{};
   if (spa_format_video_raw_parse(&parameter, &info) < 0) return {};
   const media::Size size{static_cast<int>(info.size.width), static_cast<int>(info.size.height)};
+  if (size.width < 2 || size.height < 2 || size.width % 2 != 0 || size.height % 2 != 0) return {};
   switch (info.format) {
     case SPA_VIDEO_FORMAT_NV12:
       return VideoFormat{PixelLayout::kNv12, size};

@@ -61,7 +61,7 @@ struct ParameterSpace {
 // The three layouts. With a size: at that size and rate alone; without, at every one.
 const spa_pod* FormatParameter(ParameterSpace& space, std::optional<media::Size> size, int frames_per_second);
 
-// None unless it is one of them.
+// None unless it is one of them, at an even size: no camera has another.
 std::optional<VideoFormat> ParseFormat(const spa_pod& parameter);
 
 }  // namespace pexo::live

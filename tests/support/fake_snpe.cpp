@@ -23,7 +23,7 @@ using namespace zdl::DlSystem;
 
 std::mutex state_mutex;  // guards the engine
 Engine state_engine;
-std::atomic<int> misuses{0};
+std::atomic<int> misuses{0}, runs{0};
 thread_local const char* last_error = "";
 
 // In a program that was started with PEXO_FAKE_ENGINE: the name of a file with a word in it.
@@ -33,7 +33,8 @@ void FollowFile(Engine& engine) {
   if (path == nullptr || !(std::ifstream(path) >> word)) return;
   engine.succeeds = word != "fails";
   engine.throws = word == "throws";
-  engine.prediction_time = std::chrono::seconds(word == "hangs" ? 1000 : word == "stalls" ? 1 : 0);
+  engine.hangs = word == "hangs";
+  engine.prediction_time = std::chrono::seconds(word == "stalls" ? 1 : 0);
 }
 
 Engine Current() {
@@ -116,7 +117,9 @@ class Network : public zdl::SNPE::SNPE {
 
   bool execute(const UserBufferMap& input, const UserBufferMap& output) override {
     if (running_.exchange(true)) ++misuses;
-    const Engine engine = Current();
+    ++runs;
+    Engine engine;
+    while ((engine = Current()).hangs) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     std::this_thread::sleep_for(engine.prediction_time);
     const auto buffer = [](const UserBufferMap& map, const Tensor& tensor) {
       return dynamic_cast<const Buffer*>(map.getUserBuffer(tensor.name.c_str()));
@@ -160,11 +163,15 @@ std::unique_ptr<zdl::DlContainer::IDlContainer> Open(bool anything) {
 void SetEngine(const Engine& engine) {
   const std::lock_guard lock(state_mutex);
   state_engine = engine;
-  misuses = 0;
+  misuses = runs = 0;
 }
 
 int Misuses() {
   return misuses;
+}
+
+int Runs() {
+  return runs;
 }
 
 }  // namespace pexo::fake

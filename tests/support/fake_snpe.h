@@ -41,6 +41,7 @@ struct Engine {
   bool succeeds = true;                          // execute's answer; without success nothing is written
   bool throws = false;                           // execute throws std::runtime_error instead
   std::chrono::microseconds prediction_time{0};  // execute sleeps that long before it writes
+  bool hangs = false;                            // execute does not go on, not even to sleep, while this is set
 };
 
 // Another program's engine does what the word in the file says that PEXO_FAKE_ENGINE names there: "works", "fails",
@@ -52,6 +53,9 @@ PEXO_FAKE_API void SetEngine(const Engine& engine);
 // What no engine has to stand, since the last SetEngine: calls of execute that began while another ran on the same
 // network, and networks that outlived their container. At any time.
 PEXO_FAKE_API int Misuses();
+
+// How often execute has begun since the last SetEngine. At any time.
+PEXO_FAKE_API int Runs();
 
 }  // namespace pexo::fake
 

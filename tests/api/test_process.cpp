@@ -2,7 +2,9 @@
 // One frame: validation in its order, the mask view to the byte, and what all effects have in common.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -82,7 +84,7 @@ TEST(Process, MaskViewShowsTheMaskAndNothingElse) {
       {"Portrait", 1, {"Min/Max sigmoid value = -1.00/1.00"}},
       {"MoviePortraitSmall", 1, {"Min/Max sigmoid value = -20.01/29.05"}}};
   for (const auto& [file, channels, lines] : models) {
-    const std::string path = testing::TempDir() + file;
+    const std::string path = testing::TempDir() + file + std::to_string(::getpid());
     std::ofstream(path).flush();
     Ready handle(3, {.outputs = {{"out", {1, 12, 12, channels}}}}, path);
     SnpeNetwork network(path);
@@ -102,6 +104,7 @@ TEST(Process, MaskViewShowsTheMaskAndNothingElse) {
       EXPECT_EQ(frame.pixels[1], test::Pixels(frame.pixels[1].size(), 128));
       EXPECT_EQ(argument, unchanged);
     }
+    std::filesystem::remove(path);
   }
 }
 

@@ -53,11 +53,13 @@ class ContainerFile : public testing::Test {
     EXPECT_TRUE(opened || LastError().starts_with(path + ": ")) << LastError();
     return opened;
   }
-  bool OpensPacked(const std::string& description, const std::string& model, const char* name = "model.tflite") const {
+  bool OpensPacked(const std::string& description, const std::string& model, const char* name = "model.tflite",
+                   int method = ZIP_CM_DEFLATE) const {
     zip_t* archive = zip_open((folder / "packed").c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr);
     for (const auto& [entry, content] : {std::pair("container.json", &description), std::pair(name, &model)}) {
       zip_file_add(archive, entry, zip_source_buffer(archive, content->data(), content->size(), 0), 0);
     }
+    EXPECT_EQ(zip_set_file_compression(archive, 1, method, 0), 0);
     EXPECT_EQ(zip_close(archive), 0);
     return Opens(folder / "packed");
   }
@@ -70,6 +72,7 @@ TEST_F(ContainerFile, OpensOnlyWithASoundDescriptionOfItsModel) {
   const json good = json::parse(text.substr(text.find('{'), text.find("\n}\n") + 2 - text.find('{')));
   EXPECT_TRUE(OpensPacked(good.dump(), model));
   EXPECT_FALSE(OpensPacked(good.dump(), model, "a device's model"));
+  EXPECT_FALSE(OpensPacked(good.dump(), model, "model.tflite", ZIP_CM_BZIP2));
   // A few kilobytes that stand for more than is ever read.
   EXPECT_FALSE(OpensPacked(good.dump(), std::string(engine::kMaxModelBytes + 1, 0)));
   EXPECT_FALSE(OpensPacked(good.dump() + std::string(engine::kMaxDescriptionBytes, ' '), model));

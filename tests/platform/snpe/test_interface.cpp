@@ -125,6 +125,9 @@ TEST(Interface, HeadsRoundAndLimit) {
   const std::vector<float> values{0.5f, 254.5f, -800, 360, NAN};
   engine::WriteOutput({values}, identity, {}, levels);
   EXPECT_EQ(levels, (std::vector<uint8_t>{1, 255, 0, 255, 0}));
+  std::vector<float> input(2);
+  engine::ReadInput(std::vector<uint8_t>{10, 20}, {.zero = 4, .step = 0.5}, {.scale = 2, .offset = -3}, input);
+  EXPECT_EQ(input, (std::vector<float>{3, 13}));
 }
 
 TEST(Interface, InstancesInSeveralThreadsAgree) {

@@ -6,11 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <fstream>
 #include <new>
 
 #include "engine/error.h"
 #include "engine/graph_check.h"
+#include "engine/half.h"
 #include "engine/model.h"
 #include "engine/tflite_reader.h"
 #include "engine/xnn_network.h"
@@ -70,6 +72,13 @@ TEST(Network, SamePaddingAtEverySize) {
                     1e-5);
       }
     }
+  }
+}
+
+TEST(Network, HalvesAreReadExactly) {
+  for (const auto& [half, value] :
+       {std::pair(0x0001, 0x1p-24f), {0xBC01, -0x1.004p0f}, {0x7BFF, 65504.0f}, {0xFC00, -HUGE_VALF}}) {
+    EXPECT_EQ(engine::HalfToFloat(static_cast<uint16_t>(half)), value) << half;
   }
 }
 

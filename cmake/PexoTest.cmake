@@ -20,7 +20,7 @@ else()
   set(pexo_slowness 1)
 endif()
 set(PEXO_SLOWNESS ${pexo_slowness} CACHE STRING "How many times longer than on a computer of its own a test may take")
-math(EXPR pexo_time_limit "300 * ${PEXO_SLOWNESS}")  # seconds; for tests that hang, not for slow ones
+math(EXPR pexo_time_limit "600 + 300 * ${PEXO_SLOWNESS}")  # seconds; for tests that hang, not for slow ones
 add_custom_target(pexo_tests)  # all the programs that ctest runs
 
 # What all tests have in common.

@@ -13,7 +13,7 @@
 namespace pexo::test {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || PEXO_SLOWNESS > 1
+#if defined(__SANITIZE_ADDRESS__) || PEXO_EMULATED
 constexpr int kRandomFrames = 2000;  // several times slower there
 #else
 constexpr int kRandomFrames = 20000;

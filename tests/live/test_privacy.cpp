@@ -36,7 +36,7 @@ using test::Seen;
 constexpr auto kPeriod = milliseconds(33);
 constexpr Time kStart{std::chrono::hours(1)};  // frame 0
 constexpr int kWidth = 128, kHeight = 64;
-#if defined(__SANITIZE_ADDRESS__) || PEXO_SLOWNESS > 1
+#if defined(__SANITIZE_ADDRESS__) || PEXO_EMULATED
 constexpr int64_t kShown = 5000;  // several times slower there
 #else
 constexpr int64_t kShown = 20000;

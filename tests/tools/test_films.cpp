@@ -29,7 +29,7 @@ void MakeTalk(const std::string& name, const std::string& words = "", const std:
 
 // The exit status; what was said on standard error is in ../err.
 int Shell(const std::string& command) {
-  return WEXITSTATUS(std::system((kAMinute + "sh -c '" + command + "' 2>../err").c_str()));
+  return WEXITSTATUS(std::system((kTimeLimit + "sh -c '" + command + "' 2>../err").c_str()));
 }
 
 // Each film through the nine functions, as an application would use them.
@@ -50,7 +50,7 @@ TEST_F(PortraitFilms, EffectsAreTheLibrarysToTheByte) {
   const std::tuple<std::string, int32_t, int> effects[] = {{"colour", HUMANBODYSEG_EFFECT_COLOUR, 1},
                                                            {"blur", HUMANBODYSEG_EFFECT_BLUR, 2},
                                                            {"mask", HUMANBODYSEG_EFFECT_MASK, 0}};
-  const std::string count = PEXO_SLOWNESS > 1 ? "6" : "40";
+  const std::string count = PEXO_EMULATED ? "6" : "40";
   for (const std::string range : {"tv", "pc"}) {
     MakeTalk("in.mkv", "-c:v ffv1 -pix_fmt yuv420p -color_range " + range + " -frames:v " + count);
     const std::string frames = RawFrames("in.mkv", "nv21");
@@ -64,7 +64,7 @@ TEST_F(PortraitFilms, EffectsAreTheLibrarysToTheByte) {
 
 TEST_F(PortraitFilms, FramesTimesAndSoundStay) {
   // Times are uneven. There are more frames than the encoder looks ahead, unless each of them takes its time.
-  MakeTalk("in.mp4", std::string("-fps_mode vfr -enc_time_base 1/1000 -bf 2 -t ") + (PEXO_SLOWNESS > 1 ? "1" : "2"),
+  MakeTalk("in.mp4", std::string("-fps_mode vfr -enc_time_base 1/1000 -bf 2 -t ") + (PEXO_EMULATED ? "1" : "2"),
            "settb=1/1000,setpts=PTS+4*mod(N\\,3)");
   MakeTalk("in.mkv", "-c:v libx264 -preset ultrafast -c:a libopus -frames:v 40 -t 1.3");
   Ffmpeg("-f lavfi -i testsrc2=s=64x48:r=7:d=0.6 moving.mp4");

@@ -54,6 +54,7 @@ TEST_F(PortraitPictures, EveryKindAndSizeKeepsItsLevels) {
 
 // Every kind of pixels that a reader could hand over, unscaled and scaled, against its own way by RGB.
 TEST(FrameFromPicture, EveryPixelFormatKeepsItsColours) {
+  av_log_set_level(AV_LOG_QUIET);
   const auto convert = [](const AVFrame& frame, AVPixelFormat format) {
     constexpr AVColorSpace kBt601 = AVCOL_SPC_BT470BG;
     return media::FrameConverter().Convert(frame, kBt601, {64, 48, format, media::Levels::kFull, kBt601});

@@ -16,8 +16,8 @@
 
 namespace pexo::test {
 
-// Before a program that must not take longer.
-inline const std::string kAMinute = "timeout " + std::to_string(60 * PEXO_SLOWNESS) + " ";
+// Before a program that might hang.
+inline const std::string kTimeLimit = "timeout " + std::to_string(600 * PEXO_SLOWNESS) + " ";
 
 struct Picture {
   int width = 0, height = 0;
@@ -76,13 +76,13 @@ class Workplace : public testing::Test {
     return ReadFile("../list");
   }
 
-  // Runs the program for a minute at most with these words of the shell's, and returns what is wrong with the outcome:
-  // status 0 goes with this text on standard output and nothing on standard error; any other with nothing on standard
-  // output, one line on standard error that has this text, and the same files as before.
+  // Runs the program with these words of the shell's, and returns what is wrong with the outcome: status 0 goes with this
+  // text on standard output and nothing on standard error; any other with nothing on standard output, one line on
+  // standard error that has this text, and the same files as before.
   static std::string Portrait(const std::string& words, int status, const std::string& text,
                               const std::string& before = "") {
     const std::string command =
-        "{ " + before + " " + kAMinute + "'" PEXO_PORTRAIT "' " + words + "; } >../out 2>../err";
+        "{ " + before + " " + kTimeLimit + "'" PEXO_PORTRAIT "' " + words + "; } >../out 2>../err";
     const std::string files = Files();
     const int ending = WEXITSTATUS(std::system(command.c_str()));
     const std::string out = ReadFile("../out");

@@ -26,7 +26,7 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kHasOwnMemory = false;
 #else
-constexpr bool kHasOwnMemory = PEXO_SLOWNESS == 1;  // shared with no emulator
+constexpr bool kHasOwnMemory = !PEXO_EMULATED;  // shared with no emulator
 #endif
 
 // One direction of a convolution with "same" padding: the smaller half of what the last window lacks, if it lacks

@@ -76,8 +76,8 @@ class Workplace : public testing::Test {
     return ReadFile("../list");
   }
 
-  // Runs the program with these words of the shell's, and returns what is wrong with the outcome: status 0 goes with this
-  // text on standard output and nothing on standard error; any other with nothing on standard output, one line on
+  // Runs the program with these words of the shell's, and returns what is wrong with the outcome: status 0 goes with
+  // this text on standard output and nothing on standard error; any other with nothing on standard output, one line on
   // standard error that has this text, and the same files as before.
   static std::string Portrait(const std::string& words, int status, const std::string& text,
                               const std::string& before = "") {

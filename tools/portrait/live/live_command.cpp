@@ -116,7 +116,8 @@ void LiveCommand(int argc, char** argv) {
 
 void SetCommand(int argc, char** argv) {
   bool is_help = false;
-  const tools::Option table[] = {{"help", tools::OptionKind::kLast, [&is_help](const std::string&) { is_help = true; }}};
+  const tools::Option table[] = {
+      {"help", tools::OptionKind::kLast, [&is_help](const std::string&) { is_help = true; }}};
   const std::vector<std::string> words = tools::ParseCommandLine(argc, argv, table);
   if (is_help) {
     std::fputs(kSetHelp, stdout);

@@ -20,8 +20,8 @@ enum class Matrix { kBt601, kBt709 };
 inline constexpr int kMaxSide = 32766;
 
 // A view: nothing is owned. Width and height are even and 2 to kMaxSide; a chroma plane has half the rows, with width
-// / 2 bytes in each (three planes) or width bytes (two). Strides are bytes from row to row, at least a row's bytes. Luma
-// is taken to lie around the chroma samples' centres, as in JPEG files.
+// / 2 bytes in each (three planes) or width bytes (two). Strides are bytes from row to row, at least a row's bytes.
+// Luma is taken to lie around the chroma samples' centres, as in JPEG files.
 template <typename Byte>
 struct BasicFrame {
   int width = 0;

@@ -73,6 +73,10 @@ void Backdrop::Open(const ConstFrame& frame, int rotation) {
   if (kind_ == Kind::kReplace && !has_picture_) {
     FillFlatRows(frame, YuvFromRgb(colour_.red, colour_.green, colour_.blue, frame.range, frame.matrix));
   }
+  if (kind_ == Kind::kTransparent) {
+    rim_.Open(width, height);
+    beyond_ = YuvFromRgb(0, 0, 0, frame.range, frame.matrix);
+  }
 }
 
 void Backdrop::FillFlatRows(const ConstFrame& frame, YuvColour colour) {
@@ -113,6 +117,7 @@ void Backdrop::AddRows(const RowPair& rows) {
     foreground_.AddRows(rows.index, rows.mask, rows.luma, rows.chroma);
     background_.AddRows(rows.index, rows.mask, rows.luma, rows.chroma);
   }
+  if (kind_ == Kind::kTransparent) rim_.AddRows(rows.index, rows.mask);
 }
 
 void Backdrop::Finish() {
@@ -125,6 +130,7 @@ void Backdrop::Finish() {
 
 void Backdrop::Compose(const RowPair& rows, RowWriter& out) {
   const int width = cleaned_.width(), chroma_width = chroma_mask_.width();
+  if (kind_ == Kind::kTransparent) rim_.Select(rows.index);
   for (int i = 0; i < 2; ++i) {
     const int y = 2 * rows.index + i;
     ComposePlane(0, y, width, rows.luma[i], rows.mask[i], out.Luma(y));
@@ -152,7 +158,11 @@ void Backdrop::ComposePlane(int plane, int y, int width, const uint8_t* pixels, 
       return BlendRow(width, cleaned, mask, Row(plane, y), out);
     }
     case Kind::kTransparent:
-      return ForegroundRow(width, pixels, mask, foreground_.Row(plane, y), background_.Row(plane, y), out);
+      if (!rim_.IsEmpty()) {
+        ForegroundRow(width, pixels, mask, foreground_.Row(plane, y), background_.Row(plane, y), out);
+      }
+      if (plane == 0) return rim_.FillBeyond(beyond_.y, 2, out);
+      return rim_.FillBeyond(plane == 1 ? beyond_.u : beyond_.v, 1, out);
   }
 }
 

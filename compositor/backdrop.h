@@ -7,6 +7,7 @@
 
 #include "frame_rows.h"
 #include "planar_picture.h"
+#include "rim.h"
 #include "weighted_blur.h"
 
 namespace pexo::compositor {
@@ -53,6 +54,8 @@ class Backdrop {
   Plane<uint8_t> flat_[3];  // one row of a colour
   WeightedBlur blur_;
   WeightedBlur foreground_, background_;  // the colours on either side of an edge
+  Rim rim_;                               // of a transparent picture
+  YuvColour beyond_{};
   Plane<uint8_t> chroma_mask_, cleaned_;
 };
 

@@ -14,11 +14,16 @@ namespace {
 
 constexpr int kJpegQuantiser = 2;  // of 1 (largest files) to 31
 
-void SetAlpha(AVFrame& rgba, const compositor::MaskView& alpha) {
+// What is black beyond the person stays so: enlarged, the chroma runs over from beside.
+void SetAlpha(CameraFrame& frame, const compositor::MaskView& alpha, AVFrame& rgba) {
   for (int y = 0; y < rgba.height; ++y) {
     uint8_t* row = rgba.data[0] + static_cast<std::ptrdiff_t>(y) * rgba.linesize[0];
+    const uint8_t* luma = frame.luma() + static_cast<std::ptrdiff_t>(y) * frame.width();
     const uint8_t* mask = alpha.pixels + y * alpha.stride;
-    for (int x = 0; x < rgba.width; ++x) row[4 * x + 3] = mask[x];
+    for (int x = 0; x < rgba.width; ++x) {
+      if (mask[x] == 0 && luma[x] == 0) std::fill_n(row + 4 * x, 3, uint8_t{0});
+      row[4 * x + 3] = mask[x];
+    }
   }
 }
 
@@ -26,7 +31,7 @@ media::AvPacket Encode(CameraFrame& frame, PictureKind kind, const compositor::M
   const bool is_png = kind == PictureKind::kPng;
   const AVPixelFormat format = !is_png ? AV_PIX_FMT_YUV420P : alpha == nullptr ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_RGBA;
   const media::AvFrame picture = PictureFromFrame(frame, format);
-  if (format == AV_PIX_FMT_RGBA) SetAlpha(*picture, *alpha);
+  if (format == AV_PIX_FMT_RGBA) SetAlpha(frame, *alpha, *picture);
   const AVCodec* codec = avcodec_find_encoder(is_png ? AV_CODEC_ID_PNG : AV_CODEC_ID_MJPEG);
   if (codec == nullptr) return nullptr;
   const media::AvCodecContext context = media::Own(avcodec_alloc_context3(codec));

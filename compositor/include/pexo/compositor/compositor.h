@@ -59,7 +59,9 @@ struct Picture {
 };
 
 // Nothing: the frame receives the person's own colour, cleaned of the background that shone through, and the mask is
-// its transparency (not premultiplied). Far from the person the colour means nothing.
+// its transparency (not premultiplied). The colour goes on for a few pixels beyond the edge, for whatever scales the
+// picture; every pixel that is farther than 8 from those whose mask is not 0 is black (R, G, B 0), so nothing of the
+// room is left for a player that drops the transparency.
 struct Transparent {};
 
 using Background = std::variant<Blur, Grey, Colour, Picture, Transparent>;

@@ -71,9 +71,11 @@ enum {
   /* char[], Init. At most HUMANBODYSEG_MODEL_PATH_MAX characters; empty by default, see pexoHumanBodySegInit. */
   PARAM_MODEL_PATH = 259,
 
-  /* uint32_t, Process. 0 (default), 90, 180 or 270 degrees; no other value is allowed. The frame is turned clockwise
-   * before the model sees it, and the mask is turned back: choose what makes the person stand upright. 180 is a flip
-   * from top to bottom, not a half turn. */
+  /* uint32_t, Process. 0 (default), 90, 180 or 270 degrees. The frame is turned clockwise before the model sees it, and
+   * the mask is turned back: choose what makes the person stand upright. 180 is a flip from top to bottom, not a half
+   * turn. 90 and 270 need a model whose input is square; with any other, nobody is found, and no status tells of it. Do
+   * not set other values: they are accepted, but the frame is not turned (45 is as 0, and of those near 2^32 some turn
+   * the mask alone). */
   PARAM_ROTATION = 260,
 
   /* int32_t, Init and Process. 0 for the front camera (default), positive for the back camera; Init refuses negative
@@ -165,7 +167,14 @@ HUMANBODYSEG_API int32_t pexoHumanBodySegProcess(HumanBodySegHandle* handle, str
 HUMANBODYSEG_API int32_t pexoHumanBodySegSetParam(HumanBodySegHandle* handle, int32_t key, const void* value);
 
 /* Sets the log level of the whole process: lines are printed while it is at least 1 (the default is 1). The handle is
- * not used, but it must not be null.
+ * not used, but it must not be null; so pexoHumanBodySegCreate has printed by the time that a program calls this.
+ *
+ * All that the library prints goes, with the tag "LOG_HUMANBODYSEG", through a function of libpexolog.so:
+ *   int __p_android_log_print(int priority, const char* tag, const char* format, ...);
+ * A program that defines a C function of this name and exports it (-Wl,--export-dynamic-symbol=__p_android_log_print)
+ * receives every line instead, from the first one on, and prints what it likes or nothing. It is called by any thread,
+ * and must not call the library. On a computer, libpexolog.so prints to standard error, or not at all with PEXO_LOG=off
+ * in the environment.
  *
  * HUMANBODYSEG_OK
  * HUMANBODYSEG_ERR_NULL: null handle */

@@ -1,16 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log library for a computer: one line per message on standard error, "TAG: message".
+// The log library for a computer: one line per message on standard error, "TAG: message", or silence.
 #include <pexolog/log.h>
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include <unistd.h>
 
+namespace {
+
+bool IsOff() {
+  const char* wish = std::getenv("PEXO_LOG");
+  return wish != nullptr && std::strcmp(wish, "off") == 0;
+}
+
+}  // namespace
+
 extern "C" [[gnu::visibility("default")]] int __p_android_log_print(int /*priority*/, const char* tag,
                                                                     const char* format, ...) try {
   if (format == nullptr) return -1;
+  static const bool is_off = IsOff();
+  if (is_off) return 0;
   std::va_list arguments;
   va_start(arguments, format);
   std::va_list counting;

@@ -9,7 +9,8 @@ extern "C" {
 
 /* Writes one line made from a printf-style format. `priority` is an Android priority (6 is "error"), `tag` names the
  * writer; a null tag counts as empty. Returns the number of bytes written, or a negative value when nothing could be
- * written. May be called from any thread; lines of different threads are never mixed. */
+ * written. May be called from any thread; lines of different threads are never mixed. A computer's library writes to
+ * standard error; with PEXO_LOG=off in the environment when the first line comes, it writes nothing and returns 0. */
 #if defined(__GNUC__)
 __attribute__((format(printf, 3, 4)))
 #endif

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "blur/resize.h"
 
+#include <array>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
@@ -71,12 +72,11 @@ QmxImage LumaImage(const QmxImage& frame) {
 
 void Resize(const QmxImage& source, QmxImage& destination, uint8_t blank) {
   assert(source.format == destination.format);
-  Destination luma(destination, 0, blank);
-  std::optional<Destination> chroma;
-  if (destination.format != QMX_FORMAT_GRAY8) chroma.emplace(destination, 1, blank);
+  std::array<std::optional<Destination>, 2> planes;
+  const int count = destination.format == QMX_FORMAT_GRAY8 ? 1 : 2;
+  for (int i = 0; i < count; ++i) planes[i].emplace(destination, i, blank);
   static_cast<void>(qmxResize(&source, &destination, QMX_INTERPOLATION_BILINEAR));
-  luma.FillIfMarked();
-  if (chroma) chroma->FillIfMarked();
+  for (int i = 0; i < count; ++i) planes[i]->FillIfMarked();
 }
 
 }  // namespace pexo

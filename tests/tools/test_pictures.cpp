@@ -4,12 +4,9 @@
 #include <limits>
 #include <tuple>
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 #include "frame_conversion.h"
 #include "media/frame_converter.h"
+#include "picture_reader.h"
 #include "tests/tools/workplace.h"
 
 namespace pexo::test {
@@ -32,10 +29,8 @@ TEST_F(PortraitPictures, EveryKindAndSizeKeepsItsLevels) {
       "format=rgba,geq=i=n:r='255-(255-r(X,Y))*alpha(X,Y)/255':g='255-(255-g(X,Y))*alpha(X,Y)/255'"
       ":b='255-(255-b(X,Y))*alpha(X,Y)/255'";
   const std::string cases[][2] = {
-      {"1x1", "png -pix_fmt rgb24"},          {"3x5", "png -pix_fmt rgb24"},
-      {"33x47", "png -pix_fmt rgba"},         {"8x7", "png -pix_fmt rgba64be"},
-      {"15x4", "png -pix_fmt gray"},          {"2x1", "png -pix_fmt gray16be"},
-      {"130x9", "png -pix_fmt ya8"},          {"16x11", "png -vf 'split[a][b];[a]palettegen[p];[b][p]paletteuse'"},
+      {"1x1", "png -pix_fmt rgb24"},          {"2x2", "png -pix_fmt gray16be"},
+      {"33x47", "png -pix_fmt rgba"},         {"16x11", "png -vf 'split[a][b];[a]palettegen[p];[b][p]paletteuse'"},
       {"33x47", "mjpeg -pix_fmt yuvj420p"},   {"1x2", "mjpeg -pix_fmt yuvj444p"},
       {"31x37", "libwebp -pix_fmt yuva420p"}, {"52x38", "libwebp -pix_fmt yuv420p"},
   };
@@ -52,30 +47,25 @@ TEST_F(PortraitPictures, EveryKindAndSizeKeepsItsLevels) {
   }
 }
 
-// Every kind of pixels that a reader could hand over, unscaled and scaled, against its own way by RGB.
-TEST(FrameFromPicture, EveryPixelFormatKeepsItsColours) {
+// Every kind of pixels that a reader could hand over, in its own size and another, against its own way by RGB.
+TEST_F(PortraitPictures, EveryPixelFormatKeepsItsColours) {
   av_log_set_level(AV_LOG_QUIET);
-  const auto convert = [](const AVFrame& frame, AVPixelFormat format) {
+  Ffmpeg("-i in.png -vf gblur=40 soft.png");
+  const media::AvFrame soft = portrait::ReadPicture("soft.png");
+  const auto convert = [](const AVFrame& frame, AVPixelFormat to) {
     constexpr AVColorSpace kBt601 = AVCOL_SPC_BT470BG;
-    return media::FrameConverter().Convert(frame, kBt601, {64, 48, format, media::Levels::kFull, kBt601});
+    return media::FrameConverter().Convert(frame, kBt601, {64, 48, to, media::Levels::kFull, kBt601});
   };
-  const media::AvFrame rgba = media::NewFrame(64, 48, AV_PIX_FMT_RGBA);
-  for (int y = 0; y < 48; ++y) {
-    for (int x = 0; x < 256; ++x) {
-      const int levels[] = {60 + x / 2, 70 + 3 * y, 200 - x / 4 - y, 255};
-      rgba->data[0][y * rgba->linesize[0] + x] = static_cast<uint8_t>(levels[x % 4]);
-    }
-  }
-  for (const AVPixFmtDescriptor* kind = nullptr; (kind = av_pix_fmt_desc_next(kind)) != nullptr;) {
-    const AVPixelFormat format = av_pix_fmt_desc_get_id(kind);
+  for (int i = 0; i < AV_PIX_FMT_NB; ++i) {
+    const auto format = static_cast<AVPixelFormat>(i);
     if (!sws_isSupportedInput(format) || !sws_isSupportedOutput(format)) continue;
-    const media::AvFrame picture = convert(*rgba, format), by_rgb = convert(*picture, AV_PIX_FMT_RGBA);
+    const media::AvFrame picture = convert(*soft, format), by_rgb = convert(*picture, AV_PIX_FMT_RGBA);
     for (const media::Size& size : {media::Size{64, 48}, media::Size{30, 22}}) {
       portrait::CameraFrame seen = portrait::FrameFromPicture(*picture, 2, size);
       portrait::CameraFrame expected = portrait::FrameFromPicture(*by_rgb, 2, size);
-      EXPECT_TRUE(std::equal(seen.luma(), seen.luma() + size.width * size.height * 3 / 2, expected.luma(),
-                             [](int a, int b) { return std::abs(a - b) <= 2; }))
-          << kind->name << " to " << size.width;
+      const auto is_close = [](int a, int b) { return std::abs(a - b) <= 2; };
+      EXPECT_TRUE(std::equal(seen.luma(), seen.luma() + size.width * size.height * 3 / 2, expected.luma(), is_close))
+          << "AVPixelFormat " << i << " to " << size.width;
     }
   }
 }

@@ -76,6 +76,13 @@ TEST_F(PortraitCommandLine, WhatFailsIsNamedAndNothingIsWritten) {
   for (const auto& [words, subject] : cases) EXPECT_EQ(Portrait("--quiet " + words, 1, subject), "");
   // The disk has room for a part.
   EXPECT_EQ(Portrait("--quiet in.png kept.png", 1, "kept.png: ", "ulimit -f 1; trap '' XFSZ;"), "");
+  // The library hands back the room where the network fails on a frame.
+  WriteFile("../engine", "fails");
+  for (const std::string effect : {"colour", "blur", "mask"}) {
+    EXPECT_EQ(Portrait("--effect " + effect + " in.png kept.png", 1, "in.png: the picture cannot be processed",
+                       "export LD_LIBRARY_PATH='" PEXO_FAKE_ENGINE_DIR "' PEXO_FAKE_ENGINE=../engine;"),
+              "");
+  }
   EXPECT_EQ(ReadFile("kept.png"), "as it was");
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string_view>
+#include <utility>
 
 #include <dlfcn.h>
 
@@ -19,6 +20,8 @@ namespace {
 constexpr std::string_view kRefusal = "SNPEBuilder build failed.";
 // And the one with a model's tensors, each as height, width and channels.
 constexpr char kModelSize[] = "DLC size = %d * %d * %*d -> %*d * %*d * %*d";
+// What lines on a frame begin with that the library gives back as it was, all person.
+constexpr std::string_view kFailure = "Fail to ";
 constexpr std::size_t kMaxLine = 4096;  // the rest of a longer one is cut, as in a device's log
 
 std::atomic<bool> is_printed = false;
@@ -28,12 +31,14 @@ std::mutex mutex;
 bool reason_follows = false;
 std::string reason;
 std::optional<ModelInput> model_input;
+std::string failure;
 
 // Of what the programs would like to know and the nine functions do not tell.
 void Learn(const char* text) {
   const std::string_view line = text;
   const std::lock_guard lock(mutex);
   if (ModelInput input; std::sscanf(text, kModelSize, &input.height, &input.width) == 2) model_input = input;
+  if (line.starts_with(kFailure)) failure = line;
   if (reason_follows) reason = line;
   reason_follows = line.ends_with(kRefusal);
   if (reason_follows) reason.clear();
@@ -54,6 +59,11 @@ void SetLibraryLogPrinted(bool printed) {
 std::string EngineReason() {
   const std::lock_guard lock(mutex);
   return reason;
+}
+
+std::string TakeFailure() {
+  const std::lock_guard lock(mutex);
+  return std::exchange(failure, {});
 }
 
 std::optional<ModelInput> LastModelInput() {

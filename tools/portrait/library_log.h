@@ -14,6 +14,10 @@ void SetLibraryLogPrinted(bool printed);
 // Why the inference engine rejected the last model that it did not take; empty if it said nothing.
 std::string EngineReason();
 
+// What the library says has failed since the last call; empty if nothing has. Effects 1 and 2 give a frame back as it
+// was when the network fails on it, and answer that all is well.
+std::string TakeFailure();
+
 // The pictures that a model takes, in pixels.
 struct ModelInput {
   int width, height;

@@ -48,6 +48,9 @@ void Renderer::Process(CameraFrame& frame) {
   if (status != HUMANBODYSEG_OK) {
     throw tools::Failure("the picture cannot be processed (status " + std::to_string(status) + ")");
   }
+  // What comes back then is the room.
+  const std::string failure = TakeFailure();
+  if (!failure.empty()) throw tools::Failure("the picture cannot be processed (" + failure + ")");
 }
 
 CameraFrame Renderer::Render(const CameraFrame& picture) {

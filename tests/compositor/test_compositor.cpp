@@ -122,7 +122,7 @@ TEST(Compositor, TheModelSeesFullRangeOfBt601) {
                                                   {Range::kLimited, Matrix::kBt709, {129, 128, 75}}};
   for (const auto& [range, matrix, colour] : cases) {
     const TestFrame frame(320, 192, Layout::kI420, 0, range, matrix);
-    frame.Paint([&](int, int) { return colour; });
+    frame.Paint([&, colour = colour](int, int) { return colour; });
     Compositor grey(With(Grey{})), green(With(Grey{}));
     EXPECT_NEAR(MaskLevel(green, frame), MaskLevel(grey, Flat(160)), 3);
   }

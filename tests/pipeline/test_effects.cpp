@@ -8,6 +8,7 @@
 
 #include "blur/background_blur.h"
 #include "common/log.h"
+#include "kernels/kernel_table.h"
 #include "snpe/snpe_network.h"
 #include "tests/support/fake_snpe.h"
 #include "tests/support/handle.h"
@@ -19,46 +20,26 @@ namespace {
 constexpr uint32_t kFrames = PEXO_TEST_FRAMES;
 constexpr uint32_t kLongestPrediction = 20'000;  // microseconds
 
-// Without the background's colour, straight from the formula.
-TestImage ColourRetained(const TestImage& frame, const TestImage& mask) {
-  TestImage result(frame);
-  for (int i = 0; i < frame.width * frame.height / 2; ++i) {
-    const int row = i / frame.width, column = i % frame.width, m = mask.At(0, 2 * row, column);
-    uint8_t& chroma = result.At(1, row, 0, column);
-    chroma = static_cast<uint8_t>((128 * (255 - m) + chroma * m) / 256 + 1);
-  }
-  return result;
-}
-
-// One network on the caller's thread, as the pipelines' frames are held against.
-class Reference {
- public:
-  Reference() { EXPECT_EQ(network_.Init(), kNetworkOk); }
-
-  // The mask of a frame that was pre-processed with `taken` and post-processed with `shaped`.
-  TestImage MaskOf(const TestImage& frame, const FrameParams& taken, FrameParams shaped, int32_t width,
-                   int32_t height) {
-    TestImage mask(width, height, kFormatGray8);
-    network_.PreProcess(frame, taken);
-    network_.Predict();
-    network_.PostProcess(shaped, mask);
-    return mask;
-  }
-
- private:
-  SnpeNetwork network_{kAnyModel};
+struct Submission {
+  TestImage frame;
+  FrameParams params;
+  TestImage answer;
 };
+
+// The mask of one network on the caller's thread, shaped with these parameters.
+TestImage MaskOf(const Submission& taken, FrameParams shaped, int32_t width, int32_t height, Network& network) {
+  TestImage mask(width, height, kFormatGray8);
+  network.PreProcess(taken.frame, taken.params);
+  network.Predict();
+  network.PostProcess(shaped, mask);
+  return mask;
+}
 
 // Frames back to back, predictions of any length, sizes and keys 258 and 260 that change on the way.
 TEST(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
   log_level = 0;
   constexpr int32_t kSizes[][2] = {{64, 48}, {64, 32}, {96, 48}, {72, 50}};
   constexpr uint32_t kRotations[] = {0, 90, 180, 270, 45};
-  struct Submission {
-    TestImage frame;
-    FrameParams params;
-    TestImage answer;
-  };
   for (const int32_t effect : {HUMANBODYSEG_EFFECT_COLOUR, HUMANBODYSEG_EFFECT_BLUR}) {
     const bool blur = effect == HUMANBODYSEG_EFFECT_BLUR;
     fake::Engine engine;
@@ -87,23 +68,22 @@ TEST(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
 
     engine.prediction_time = {};
     fake::SetEngine(engine);
-    Reference reference;
+    SnpeNetwork reference(kAnyModel);
+    ASSERT_EQ(reference.Init(), kNetworkOk);
     const size_t lateness = blur ? 2 : 1;
     for (size_t i = 0; i < submitted.size(); ++i) {
       const Submission& now = submitted[i];
       TestImage expected(now.frame);
       if (i >= lateness) {
         const Submission& back = submitted[i - lateness];
+        // For the colour it is turned and decoded by the keys of the call that fetches it.
+        const TestImage mask = blur ? MaskOf(back, back.params, 128, 128, reference)
+                                    : MaskOf(back, now.params, expected.width, expected.height, reference);
         TestImage picture(back.frame);
-        if (blur) {
-          const TestImage mask = reference.MaskOf(back.frame, back.params, back.params, 128, 128);
-          ComposeBackgroundBlur(back.frame, picture, mask, 1.5f);
-        }
+        if (blur) ComposeBackgroundBlur(back.frame, picture, mask, 1.5f);
         ConvertImage(expected, picture);  // into a buffer that may have another size by now
-        if (!blur) {
-          // The mask is turned and decoded by the keys of the call that fetches it.
-          expected = ColourRetained(
-              expected, reference.MaskOf(back.frame, back.params, now.params, expected.width, expected.height));
+        for (int row = 0; !blur && row < expected.height / 2; ++row) {
+          Kernels().blend_towards_grey(&expected.At(1, row, 0), &mask.At(0, 2 * row, 0), expected.width);
         }
       } else if (!blur) {
         for (uint8_t& chroma : expected.pixels[1]) chroma = std::max(chroma, uint8_t{1});  // all of it is person

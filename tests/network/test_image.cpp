@@ -2,7 +2,6 @@
 // The primitives that move pixels between images, against naive forms of them.
 #include "network/image.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -16,12 +15,11 @@ int resizes = 0;
 
 }  // namespace
 
-// Counts on the way to the image library.
-extern "C" [[gnu::visibility("default")]] int32_t qmxResize(const QmxImage* source, QmxImage* destination,
-                                                            int32_t interpolation) {
-  static const auto next = reinterpret_cast<decltype(&qmxResize)>(dlsym(RTLD_NEXT, "qmxResize"));
+// Counts on the way to the image library (linked with --wrap).
+extern "C" int32_t __real_qmxResize(const QmxImage* source, QmxImage* destination, int32_t interpolation);
+extern "C" int32_t __wrap_qmxResize(const QmxImage* source, QmxImage* destination, int32_t interpolation) {
   ++resizes;
-  return next(source, destination, interpolation);
+  return __real_qmxResize(source, destination, interpolation);
 }
 
 namespace pexo::test {

@@ -138,16 +138,5 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 5) << "something of the writing is left";
 }
 
-TEST(PackedModels, AreThere) {
-  for (const auto& [name, bytes] :
-       {std::pair("Big", 256 * 256 * 2), std::pair("Small", 256 * 256), std::pair("SmallWide", 144 * 256)}) {
-    const auto container = IDlContainer::open(std::string(PEXO_MODELS_DIR "/MoviePortrait") + name + ".dlc");
-    ASSERT_NE(container, nullptr) << "scripts/pack-models makes it: " << LastError();
-    Session session(Build(container.get()));
-    EXPECT_EQ(std::ssize(session.output.bytes), bytes);
-    EXPECT_TRUE(session.Execute()) << LastError();
-  }
-}
-
 }  // namespace
 }  // namespace pexo::test

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <random>
+#include <span>
 
 #include "engine/bounds.h"
 #include "engine/container.h"
@@ -16,6 +17,7 @@
 #include "graph_builder.h"
 #include "session.h"
 #include "tests/support/photograph.h"
+#include "tests/support/test_image.h"
 
 namespace pexo::test {
 namespace {
@@ -38,17 +40,10 @@ std::string Describe(const Graph& graph) {
   return text;
 }
 
-using Picture = std::vector<uint8_t>;  // R, G, B, ... row by row
-
-Picture Noise(size_t size) {
-  Picture picture(size);
-  std::minstd_rand random;
-  for (uint8_t& value : picture) value = static_cast<uint8_t>(random());
-  return picture;
-}
+using Picture = std::span<const uint8_t>;  // R, G, B, ... row by row
 
 // What the graph makes of a picture: values of -127.5 to 127.5, or the logistic function of them.
-std::vector<float> Run(const Graph& graph, const Picture& picture, bool logits) {
+std::vector<float> Run(const Graph& graph, Picture picture, bool logits) {
   engine::XnnNetwork network(graph, 1);
   engine::ReadInput(picture, {}, {1.0 / 255.0, 0}, network.Input());
   network.Invoke();
@@ -60,7 +55,7 @@ std::vector<float> Run(const Graph& graph, const Picture& picture, bool logits) 
 }
 
 // Outputs that are close enough cannot give different masks but where a pixel is as close to the limit.
-void ExpectSameResults(const Graph& plain, const Graph& rewritten, const Picture& picture, bool logits) {
+void ExpectSameResults(const Graph& plain, const Graph& rewritten, Picture picture, bool logits) {
   const std::vector<float> expected = Run(plain, picture, logits), actual = Run(rewritten, picture, logits);
   ASSERT_EQ(actual.size(), expected.size());
   for (size_t i = 0; i < expected.size(); ++i) ASSERT_NEAR(actual[i], expected[i], 2e-4) << i;
@@ -73,7 +68,8 @@ std::string Compare(const Graph& graph) {
   PrepareGraph(plain, Rewrites::kNone);
   PrepareGraph(rewritten, Rewrites::kAll);
   const Shape& input = graph.tensors[static_cast<size_t>(graph.input)].shape;
-  ExpectSameResults(plain, rewritten, Noise(engine::CountElements(input, SIZE_MAX)), false);
+  const auto bytes = static_cast<int32_t>(engine::CountElements(input, SIZE_MAX));
+  ExpectSameResults(plain, rewritten, TestImage::Noise(bytes, 1, 1, QMX_FORMAT_GRAY8).pixels[0], false);
   return Describe(rewritten);
 }
 

@@ -17,9 +17,6 @@
 namespace pexo::test {
 namespace {
 
-constexpr uint32_t kFrames = PEXO_TEST_FRAMES;
-constexpr uint32_t kLongestPrediction = 20'000;  // microseconds
-
 struct Submission {
   TestImage frame;
   FrameParams params;
@@ -50,14 +47,14 @@ TEST(Effects, EveryFrameComesBackWithTheMaskOfItsOwnPixels) {
     std::mt19937 random(42);
     std::vector<Submission> submitted;
     size_t size = 0;
-    for (uint32_t i = 0; i < kFrames; ++i) {
+    for (uint32_t i = 0; i < PEXO_TEST_FRAMES; ++i) {
       if (i % 37 == 0) size = random() % std::size(kSizes);
       FrameParams params;
       params.rotation = kRotations[random() % std::size(kRotations)];
       params.layout_mode = random() % 2;
       handle.Set(PARAM_ROTATION, static_cast<int32_t>(params.rotation));
       handle.Set(PARAM_LAYOUT_MODE, static_cast<int32_t>(params.layout_mode));
-      engine.prediction_time = std::chrono::microseconds(random() % kLongestPrediction);
+      engine.prediction_time = std::chrono::microseconds(random() % 20'000);
       fake::SetEngine(engine);
       const TestImage frame = TestImage::Noise(kSizes[size][0], kSizes[size][1], random());
       submitted.push_back({frame, params, frame});

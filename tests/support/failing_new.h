@@ -10,24 +10,14 @@
 
 #include "tests/support/failing_heap.h"
 
-namespace pexo::test {
-
-using AllocationFunction = void* (*)(std::size_t bytes);
-
-// Of that name, in the C++ library.
-inline AllocationFunction FindAllocation(const char* name) {
-  return reinterpret_cast<AllocationFunction>(dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace pexo::test
-
+// Each calls the library's function that it hides.
 void* operator new(std::size_t bytes) {
-  static const auto allocate = pexo::test::FindAllocation("_Znwm");
+  static const auto allocate = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
   if (pexo::test::AllocationFails()) throw std::bad_alloc();
   return allocate(bytes);
 }
 void* operator new[](std::size_t bytes) {
-  static const auto allocate = pexo::test::FindAllocation("_Znam");
+  static const auto allocate = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "_Znam"));
   if (pexo::test::AllocationFails()) throw std::bad_alloc();
   return allocate(bytes);
 }

@@ -8,27 +8,25 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace pexo {
 
+using Lines = std::vector<std::string>;
+
 // Runs `action` and returns the messages it logged, in order, without the tag. Not nestable.
-template <typename Action>
-std::vector<std::string> LogLines(Action&& action) {
+Lines LogLines(const auto& action) {
   const std::string tag = "LOG_HUMANBODYSEG: ";
   testing::internal::CaptureStderr();
-  std::forward<Action>(action)();
+  action();
   std::istringstream captured(testing::internal::GetCapturedStderr());
-  std::vector<std::string> lines;
+  Lines lines;
   for (std::string line; std::getline(captured, line);) {
     EXPECT_EQ(line.rfind(tag, 0), 0u) << "without the tag: " << line;
     lines.push_back(line.substr(std::min(tag.size(), line.size())));
   }
   return lines;
 }
-
-using Lines = std::vector<std::string>;
 
 }  // namespace pexo
 

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,14 +34,7 @@ class GStreamer : public testing::Environment {
  public:
   void SetUp() override {
     std::ofstream(AnyModel()) << "any";
-    const std::string registry = AnyModel() + ".registry";
-    for (const char* name :
-         {"GST_PLUGIN_SYSTEM_PATH", "GST_PLUGIN_SYSTEM_PATH_1_0", "GST_PLUGIN_PATH", "GST_PLUGIN_PATH_1_0"}) {
-      ::setenv(name, "", 1);
-    }
-    ::setenv("GST_REGISTRY", registry.c_str(), 1);
-    ::setenv("GST_REGISTRY_1_0", registry.c_str(), 1);
-    ::setenv("GST_REGISTRY_FORK", "no", 1);
+    ::setenv("GST_REGISTRY_DISABLE", "yes", 1);
     gst_init(nullptr, nullptr);
     for (const char* file : {PEXO_GST_PLUGIN, PEXO_GST_PLUGINS "/libgstcoreelements.so"}) {
       GstPlugin* plugin = gst_plugin_load_file(file, nullptr);
@@ -50,7 +44,7 @@ class GStreamer : public testing::Environment {
   }
   void TearDown() override {
     gst_deinit();
-    for (const char* ending : {"", ".registry"}) std::filesystem::remove(AnyModel() + ending);
+    std::filesystem::remove(AnyModel());
   }
 };
 inline testing::Environment* const gstreamer = testing::AddGlobalTestEnvironment(new GStreamer);
@@ -86,20 +80,18 @@ struct Format {
   }
 };
 
-// Copies every sample, by components and not by planes.
+// Copies every sample, by components and not by planes. What a frame has beyond an odd size repeats the last column and
+// row.
 inline void CopySamples(GstBuffer* buffer, const GstVideoInfo& info, const TestFrame& frame, GstMapFlags flags) {
   GstVideoFrame mapped;
   if (!gst_video_frame_map(&mapped, &info, buffer, flags)) throw std::runtime_error("a buffer that cannot be mapped");
-  for (int c = 0; c < 3; ++c) {
-    auto* data = static_cast<uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&mapped, c));
-    for (int y = 0; y < GST_VIDEO_FRAME_COMP_HEIGHT(&mapped, c); ++y) {
-      for (int x = 0; x < GST_VIDEO_FRAME_COMP_WIDTH(&mapped, c); ++x) {
-        uint8_t& sample =
-            data[y * GST_VIDEO_FRAME_COMP_STRIDE(&mapped, c) + x * GST_VIDEO_FRAME_COMP_PSTRIDE(&mapped, c)];
-        flags == GST_MAP_READ ? frame.At(c, x, y) = sample : sample = frame.At(c, x, y);
-      }
-    }
-  }
+  ForEachSample(frame, [&](int c, int x, int y) {
+    const int column = std::min(x, GST_VIDEO_FRAME_COMP_WIDTH(&mapped, c) - 1);
+    const int row = std::min(y, GST_VIDEO_FRAME_COMP_HEIGHT(&mapped, c) - 1);
+    uint8_t& sample = GST_VIDEO_FRAME_COMP_DATA(
+        &mapped, c)[row * GST_VIDEO_FRAME_COMP_STRIDE(&mapped, c) + column * GST_VIDEO_FRAME_COMP_PSTRIDE(&mapped, c)];
+    flags == GST_MAP_READ ? frame.At(c, x, y) = sample : sample = frame.At(c, column, row);
+  });
   gst_video_frame_unmap(&mapped);
 }
 
@@ -131,10 +123,7 @@ inline TestFrame FrameOf(GstBuffer* buffer, const Format& format) {
 
 // The fake engine; green is the person.
 inline fake::Engine GreenEngine() {
-  fake::Engine engine;
-  engine.inputs = {{"input", {1, 64, 64, 3}}};
-  engine.outputs = {{"output", {1, 64, 64, 1}}};
-  return engine;
+  return {.inputs = {{"input", {1, 64, 64, 3}}}, .outputs = {{"output", {1, 64, 64, 1}}}};
 }
 
 class Element {
@@ -170,7 +159,7 @@ class Element {
   // What becomes of a frame.
   TestFrame Render(const TestFrame& frame, int index = 0, int padding = 0) {
     EXPECT_EQ(Push(BufferOf(frame, format_, index, padding)), GST_FLOW_OK) << Messages(GST_MESSAGE_ERROR);
-    const BufferPtr out = Pull();
+    const BufferPtr out(gst_harness_pull(harness_));
     if (out == nullptr) throw std::runtime_error("no frame came out");
     return FrameOf(out.get(), format_);
   }

@@ -42,27 +42,15 @@ BufferPtr Cut(BufferPtr buffer, size_t bytes) {
 }
 
 struct Seen {
-  bool is_marked = false;
-  bool is_card = true;
+  bool is_marked, is_card;
 };
 
 Seen Look(const BufferPtr& buffer, const Format& format) {
-  Seen seen;
-  GstVideoFrame frame;
-  const GstVideoInfo info = format.Info();
-  if (!gst_video_frame_map(&frame, &info, buffer.get(), GST_MAP_READ)) throw std::runtime_error("not mapped");
-  for (int c = 0; c < 3; ++c) {
-    const int step = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, c);
-    for (int y = 0; y < GST_VIDEO_FRAME_COMP_HEIGHT(&frame, c); ++y) {
-      const uint8_t* row = GST_VIDEO_FRAME_COMP_DATA(&frame, c) + y * GST_VIDEO_FRAME_COMP_STRIDE(&frame, c);
-      for (int x = 0; x < GST_VIDEO_FRAME_COMP_WIDTH(&frame, c); ++x) {
-        seen.is_marked |= c == 2 && row[x * step] > 140;
-        seen.is_card &= row[x * step] == 128;
-      }
-    }
-  }
-  gst_video_frame_unmap(&frame);
-  return seen;
+  TestFrame frame = FrameOf(buffer.get(), format);
+  const auto& levels = frame.pixels();  // plane by plane, of which V is the last
+  const auto is_red = [](uint8_t level) { return level > 140; };
+  return {.is_marked = std::any_of(levels.end() - std::ssize(levels) / 6, levels.end(), is_red),
+          .is_card = std::ranges::count(levels, 128) == std::ssize(levels)};
 }
 
 std::string Words(const char* fail) {

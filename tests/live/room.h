@@ -18,18 +18,12 @@ inline constexpr int kNumbers = 255;  // told by eight stripes; a multiple of th
 
 namespace room {
 
-struct Colour {
-  uint8_t y, u, v;
-};
-inline constexpr Colour kWhite = {235, 128, 128}, kPale = {205, 128, 128}, kRed = {81, 90, 240};
+inline constexpr uint8_t kWhite[] = {235, 128, 128}, kPale[] = {205, 128, 128}, kRed[] = {81, 90, 240};
 inline constexpr int kRedV = 180;  // in pictures there is nothing as red as this
 
-// In eighths of the frame, as the smallest network sees it.
+// Two eighths of the frame, as the smallest network sees it, are the person.
 inline int Left(int place, int width) {
   return (1 + place) * width / 8;
-}
-inline int Right(int place, int width) {
-  return (3 + place) * width / 8;
 }
 
 }  // namespace room
@@ -43,10 +37,10 @@ inline media::AvFrame RoomFrame(int64_t number, int width, int height) {
     const int step = plane == 0 ? 1 : 2;
     for (int y = 0; y < height / step; ++y) {
       for (int x = 0; x < width / step; ++x) {
-        const bool is_person = x * step >= room::Left(place, width) && x * step < room::Right(place, width);
+        const bool is_person = x * step >= room::Left(place, width) && x * step < room::Left(place + 2, width);
         const bool is_white = (number % kNumbers >> y * step * 8 / height & 1) != 0;
-        const room::Colour& colour = !is_person ? room::kRed : is_white ? room::kWhite : room::kPale;
-        frame->data[plane][y * frame->linesize[plane] + x] = plane == 0 ? colour.y : plane == 1 ? colour.u : colour.v;
+        const uint8_t* colour = !is_person ? room::kRed : is_white ? room::kWhite : room::kPale;
+        frame->data[plane][y * frame->linesize[plane] + x] = colour[plane];
       }
     }
   }
@@ -56,12 +50,11 @@ inline media::AvFrame RoomFrame(int64_t number, int width, int height) {
 // What a picture shows.
 struct Seen {
   double room = 0;  // share of the picture that is red
-  bool is_card = false;
+  bool is_card = true;
   int number = -1;                 // of the frame, if there is one whole person where that frame has one
   int corner_u = 0, corner_v = 0;  // of the wall
 
   explicit Seen(const AVFrame& frame) {
-    is_card = true;
     const auto at = [&frame](int plane, int x, int y) { return frame.data[plane][y * frame.linesize[plane] + x]; };
     int red = 0;
     for (int y = 0; y < frame.height / 2; ++y) {
@@ -79,7 +72,7 @@ struct Seen {
       return sum / (to - from);
     };
     for (int place = 0; place < kPlaces; ++place) {
-      const int left = room::Left(place, frame.width), right = room::Right(place, frame.width);
+      const int left = room::Left(place, frame.width), right = room::Left(place + 2, frame.width);
       const int margin = (right - left) / 4;
       int told = 0;
       bool is_whole = true;

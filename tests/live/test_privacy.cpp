@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <random>
+#include <utility>
 
 #include "compositor_frame.h"
 #include "live/director.h"
@@ -43,10 +44,7 @@ constexpr int64_t kShown = 20000;
 #endif
 
 fake::Engine GoodEngine() {
-  fake::Engine engine;
-  engine.inputs = {{"input", {1, 64, 64, 3}}};
-  engine.outputs = {{"output", {1, 64, 64, 2}}};
-  return engine;
+  return {.inputs = {{"input", {1, 64, 64, 3}}}, .outputs = {{"output", {1, 64, 64, 2}}}};
 }
 
 // Holds what is shown against what may be shown.
@@ -55,21 +53,20 @@ class Audience : public Output {
   void Show(const Picture& picture) override {
     const Seen seen(picture.frame());
     ++shown;
-    bare += seen.room > 0;
+    EXPECT_EQ(seen.room, 0);
     if (seen.is_card) {
       ++cards;
       return;
     }
     // A picture is one frame's, whole, and newer than the one before.
     const int64_t number = (picture.captured() - kStart) / kPeriod;
-    bare += seen.corner_u < 200 && !has_wrong_mask;       // grey or blurred, instead of the blue that was asked for
-    stale += picture.captured() < opened || !is_watched;  // a loopback device keeps what is shown last
-    mixed += seen.number != number % test::kNumbers && !has_wrong_mask;
-    disordered += number <= last_number;
-    last_number = number;
+    EXPECT_TRUE(seen.corner_u > 200 || has_wrong_mask) << "grey or blurred, instead of the blue that was asked for";
+    EXPECT_TRUE(picture.captured() >= opened && is_watched) << "a loopback device keeps what is shown last";
+    EXPECT_TRUE(seen.number == number % test::kNumbers || has_wrong_mask) << number;
+    EXPECT_GT(number, std::exchange(last_number, number));
   }
 
-  int64_t shown = 0, cards = 0, bare = 0, stale = 0, mixed = 0, disordered = 0, last_number = -1;
+  int64_t shown = 0, cards = 0, last_number = -1;
   Time opened{};  // the camera, last
   bool has_wrong_mask = false, is_watched = false;
 };
@@ -85,11 +82,7 @@ class Show {
     options.model = {test::kAnyModel, 64, 64};
     options.has_worker = false;
     options.calm = 0;
-    for (int plane = 0; plane < 3; ++plane) {
-      constexpr uint8_t kBlue[] = {41, 240, 110};
-      std::memset(picture_->data[plane], kBlue[plane],
-                  static_cast<size_t>(picture_->linesize[plane]) * (plane == 0 ? kHeight : kHeight / 2));
-    }
+    std::memset(picture_->data[1], 240, static_cast<size_t>(picture_->linesize[1]) * kHeight / 2);  // blue
     wall_ = compositor::Picture{AsConst(portrait::ViewOf(*picture_))};
     renderer_.emplace(options, media::Size{kWidth, kHeight},
                       [this](Time) { return std::exchange(is_first_, false) ? &wall_ : nullptr; });
@@ -178,13 +171,6 @@ TEST(Renderer, AnotherCalmHoldsFromThenOn) {
   EXPECT_EQ(levels[0], levels[2]);
 }
 
-void ExpectPrivate(const Audience& audience) {
-  EXPECT_EQ(audience.bare, 0);
-  EXPECT_EQ(audience.stale, 0);
-  EXPECT_EQ(audience.mixed, 0);
-  EXPECT_EQ(audience.disordered, 0);
-}
-
 TEST(Privacy, HoldsForEveryFaultAtEveryCallInTurn) {
   for (int fault = kNone; fault < kFaults; ++fault) {
     Show show(1);
@@ -198,7 +184,6 @@ TEST(Privacy, HoldsForEveryFaultAtEveryCallInTurn) {
       for (int i = 0; i < 17; ++i) show.Step(kNone);
       EXPECT_GT(show.audience().shown, before) << fault;
     }
-    ExpectPrivate(show.audience());
     EXPECT_GT(show.audience().shown - show.audience().cards, 16) << fault;
     const bool fails = fault == kFails || fault == kThrows || fault == kThrowsOther;
     EXPECT_GE(show.failures(), fails ? 16 : fault == kNoMemory ? 6 : 0) << fault;
@@ -212,7 +197,6 @@ TEST(Privacy, HoldsWhereMemoryRunsOutInTheFirstFrame) {
     show.Step(kNoMemory, allocation);
     struck = show.has_struck();
     for (int i = 0; i < 3; ++i) show.Step(kNone);
-    ExpectPrivate(show.audience());
     EXPECT_GE(show.audience().shown - show.audience().cards, 3) << allocation;
   }
   EXPECT_GT(allocation, 5);
@@ -228,7 +212,6 @@ TEST(Privacy, HoldsForTwentyThousandFramesOfRandomFaults) {
     for (int i = 0; i < length; ++i) show.Step(fault);
     if (random() % 50 == 0) show.Watch(is_watched = !is_watched);
   }
-  ExpectPrivate(show.audience());
   EXPECT_GT(show.audience().cards, kShown / 20);
   EXPECT_GT(show.audience().shown - show.audience().cards, kShown / 4);
 }

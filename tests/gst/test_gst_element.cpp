@@ -17,8 +17,8 @@ TestFrame Bar(TestFrame frame, int left, uint32_t seed = 1) {
   return frame;
 }
 
-Compositor Direct(Background background = Colour{0x20, 0x40, 0xc0}) {
-  return Compositor({.model = {AnyModel()}, .background = background, .has_worker = false});
+Compositor Direct(Background background = Colour{0x20, 0x40, 0xc0}, double calm = 1) {
+  return Compositor({.model = {AnyModel()}, .background = background, .calm = calm, .has_worker = false});
 }
 
 TEST(Element, GivesTheCompositorsPictures) {
@@ -134,8 +134,7 @@ TEST(Element, TakesSettingsWhileItRuns) {
   const TestFrame frame = Bar(format.NewFrame(), 100);
   const auto expect = [&](Element& element, Background background, double calm) {
     const TestFrame expected = Copy(frame);
-    Compositor({.model = {AnyModel()}, .background = background, .calm = calm})
-        .Process(expected.input(), expected.view());
+    Direct(background, calm).Process(expected.input(), expected.view());
     EXPECT_TRUE(SamePicture(element.Render(frame), expected));
   };
   Element element(kElement + " calm=0");
@@ -164,11 +163,12 @@ TEST(Element, TakesSettingsWhileItRuns) {
 TEST(Element, SeveralRunInOnePipeline) {
   fake::SetEngine(GreenEngine());
   const Format format;
-  Element chain(kElement + " background=" + kBlue + " ! queue ! portrait background=grey model=" + AnyModel());
+  Element chain(kElement + " background=" + kBlue + " ! queue ! portrait background=grey calm=0 model=" + AnyModel());
   chain.SetFormat(format);
-  Compositor first = Direct(), second = Direct(Grey{});
+  Compositor first = Direct(), second = Direct(Grey{}, 0);
   for (int i = 0; i < 20; ++i) {
-    const TestFrame frame = Bar(format.NewFrame(), 10 * i, static_cast<uint32_t>(i));
+    const TestFrame frame = format.NewFrame();
+    frame.Paint([i](int x, int) { return Yuv{40 + i + x * 0.5, 128, 128}; });  // half a person, somewhere
     const TestFrame out = chain.Render(frame, i);
     first.Process(frame.input(), frame.view());
     second.Process(frame.input(), frame.view());

@@ -76,9 +76,10 @@ SettingsSocket::SettingsSocket(const std::string& path) : path_(path), listener_
   const sockaddr_un address = AddressOf(path);
   lock_ = LockFile(path + ".lock");
   ::unlink(path.c_str());
-  // Nobody can connect before it listens.
-  if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::chmod(path.c_str(), 0600) != 0 || ::listen(listener_.get(), static_cast<int>(kMaxClients)) != 0) {
+  // The file takes the mode of the descriptor, so it never has another.
+  if (::fchmod(listener_.get(), 0600) != 0 ||
+      ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(listener_.get(), static_cast<int>(kMaxClients)) != 0) {
     Fail(path);
   }
 }

@@ -26,9 +26,8 @@ Matte Person(int width, int height) {
 Plane<uint8_t> ComposeTwice(const Background& background, const TestFrame& frame, const Frame& out) {
   Composer composer(Edges::kPicture, 1, 0);
   composer.backdrop().Set(background);
-  const Segmentation segmentation = Segmented(frame, Person(out.width, out.height));
-  composer.Compose(frame.input(), segmentation, Copy(frame).view());
-  composer.Compose(frame.input(), segmentation, out);
+  composer.Compose(frame.input(), Segmented(frame, Matte(out.width, out.height, 0.9f)), Copy(frame).view());
+  composer.Compose(frame.input(), Segmented(frame, Person(out.width, out.height)), out);
   return CopyOf(composer.mask());
 }
 

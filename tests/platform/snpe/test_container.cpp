@@ -123,7 +123,7 @@ TEST_F(ContainerFile, IsMadeByPackDlc) {
   for (const auto& [words, status, text] : cases) {
     const std::string arguments = words;
     SCOPED_TRACE(arguments);
-    FILE* pipe = popen(("cd " + folder.string() + " && " PACK_DLC " " + arguments + " 2>&1").c_str(), "r");
+    FILE* pipe = popen(("cd " + folder.string() + " && '" PACK_DLC "' " + arguments + " 2>&1").c_str(), "r");
     std::string output(4096, 0);
     output.resize(std::fread(output.data(), 1, output.size(), pipe));
     EXPECT_EQ(WEXITSTATUS(pclose(pipe)), status);
